@@ -1,0 +1,31 @@
+# Every component of ours is one object library, so that the shared library and
+# the static one that the inner tests link are made of the same objects.
+function(sps_room name)
+  cmake_parse_arguments(ROOM "" "" "SOURCES;DEPENDS" ${ARGN})
+  add_library(sps_${name} OBJECT ${ROOM_SOURCES})
+  target_link_libraries(sps_${name} PUBLIC sps_options PRIVATE ${ROOM_DEPENDS})
+  set_target_properties(sps_${name} PROPERTIES POSITION_INDEPENDENT_CODE ON)
+endfunction()
+
+# One test program, registered case by case so that cases run in parallel.
+function(sps_test name)
+  cmake_parse_arguments(TEST "" "" "SOURCES;LINK" ${ARGN})
+  add_executable(${name} ${TEST_SOURCES})
+  target_link_libraries(${name} PRIVATE sps_options ${TEST_LINK} GTest::gmock GTest::gtest_main)
+  foreach(source IN LISTS TEST_SOURCES)
+    get_filename_component(full ${source} ABSOLUTE)
+    set_property(GLOBAL APPEND PROPERTY SPS_TEST_SOURCES ${full})
+  endforeach()
+  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 120)
+endfunction()
+
+# A test file that no program lists would silently never run.
+function(sps_require_listed_tests dir)
+  get_property(listed GLOBAL PROPERTY SPS_TEST_SOURCES)
+  file(GLOB_RECURSE present CONFIGURE_DEPENDS ${dir}/*_test.cpp)
+  foreach(file IN LISTS present)
+    if(NOT file IN_LIST listed)
+      message(FATAL_ERROR "${file} belongs to no test program")
+    endif()
+  endforeach()
+endfunction()
