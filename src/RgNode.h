@@ -1,10 +1,9 @@
 // One key of the registry as an object.
 #pragma once
 
-#include <concepts>
 #include <cstdint>
 #include <memory>
-#include <type_traits>
+#include <string_view>
 
 #include "platform/registry/registry.h"
 #include "platform/support/UnicodeString.h"
@@ -115,7 +114,7 @@ public:
 
 protected:
   // The steps of Init.
-  bool SetPredefinedHandle(const char16_t* hive);
+  bool SetPredefinedHandle(std::u16string_view hive);
   bool CreateNode();
   bool OpenNode();
   bool GetNodeInfo();
@@ -144,8 +143,11 @@ private:
   struct SharedKey;
 
   bool Record(std::int32_t retCode);
-  bool OpenOrCreate(const char16_t* path, bool create, bool isVolatile);
-  bool WalkAndDelete(const UnicodeString& name);
+  bool InitFailed(const char16_t* message, const char16_t* path, std::int32_t line);
+  bool GoFirst(std::uint32_t count, const char16_t* message);
+  template <class Enumerate>
+  bool GetNext(std::uint32_t count, std::uint32_t maxNameLen, UnicodeString& name, Enumerate enumerate);
+  void DelSubNodesOf(const UnicodeString& name);
   void Release();
 
   // Made by the first copy; null while this object alone holds the key.

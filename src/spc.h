@@ -272,7 +272,7 @@ protected:
   CArray<UnicodeString, UnicodeString> m_logModeWords;  // the index is the log mode
 
 private:
-  void CopyCommon(const Spc& source);
+  void TakeSettings(const Spc& source);
   bool Fail(std::uint32_t& code, std::int32_t failure, const char16_t* name, std::int32_t noErrMsg);
   bool ReadFlag(RgNode& node, const char16_t* name, std::int32_t noErrMsg);
 
@@ -282,6 +282,8 @@ private:
                std::int32_t noErrMsg);
   bool ReadResolved(RgNode& node, client::ReadForm& form, std::int32_t noErrMsg, std::int32_t& failure);
   bool ReadEntry(const char16_t* topic, const SpcParS& entry, std::uint32_t& code, std::int32_t noErrMsg);
+  bool ReadRemote(const char16_t* topic, const char16_t* par, client::ReadForm& form, std::uint32_t& code,
+                  std::int32_t noErrMsg);
 
   client::Placement PlaceWrite(RgNode& node, UnicodeString& path, const char16_t* topic, const char16_t* par,
                                bool asText, std::uint32_t& code);
@@ -297,7 +299,10 @@ private:
   bool WriteLocalAttr(RgNode& node, const UnicodeString& path, const char16_t* attr, bool flag,
                       std::uint32_t& code);
 
+  bool IsMasterLocal() const;
+
   bool ReadDir(UnicodeString& dir, std::uint32_t* err, const char16_t* par, const char16_t* fallback);
+  bool OpenDir(RgNode& node, const char16_t* par, std::uint32_t& code);
 
   void AppendLogModeWords();
   std::int32_t ReadLogMode(const char16_t* topic);

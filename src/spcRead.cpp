@@ -1,0 +1,189 @@
+// The GetPar family: one read, to which each form brings the place of its value.
+#include <algorithm>
+
+#include "src/RgNode.h"
+#include "src/spc.h"
+#include "src/spcForms.h"
+#include "src/spcPlacement.h"
+
+namespace {
+
+using client::letterOf;
+using client::ReadForm;
+
+constexpr std::int32_t valueMissing = 12;
+constexpr std::int32_t typeUnknown = 13;
+
+// Characters that the string form offers the master, and the bytes that it takes from it.
+constexpr std::int32_t remoteTextRoom = 2048;
+constexpr std::uint32_t remoteTextLimit = 2048;
+
+class StringForm : public ReadForm {
+public:
+  explicit StringForm(UnicodeString& value)
+      : ReadForm({letterOf<UnicodeString>, remoteTextLimit, true}), m_value(value) {}
+  bool IsNull() const override { return false; }
+  bool Read(RgNode& node, const char16_t* name) override { return node.GetValue(name, m_value); }
+  void* OpenBuffer() override { return m_value.GetBuffer(remoteTextRoom); }
+  void CloseBuffer() override { m_value.ReleaseBuffer(-1); }
+  UnicodeString Text() const override { return m_value; }
+  bool SetText(UnicodeString text) override {
+    m_value = std::move(text);
+    return true;
+  }
+
+private:
+  UnicodeString& m_value;
+};
+
+class BufferForm : public ReadForm {
+public:
+  BufferForm(char16_t* value, std::uint32_t capacity)
+      : ReadForm({letterOf<UnicodeString>, capacity, true, true}), m_value(value), m_capacity(capacity) {}
+  bool IsNull() const override { return !m_value; }
+  bool Read(RgNode& node, const char16_t* name) override { return node.GetValue(name, m_value, m_capacity); }
+  void* OpenBuffer() override { return m_value; }
+  void CloseBuffer() override {}
+  UnicodeString Text() const override { return m_value; }
+  bool SetText(UnicodeString text) override {
+    const std::u16string_view view = text.View();
+    if (view.size() >= m_capacity) return false;
+    *std::ranges::copy(view, m_value).out = 0;
+    return true;
+  }
+
+private:
+  char16_t* m_value;
+  std::uint32_t m_capacity;
+};
+
+template <class Value>
+class NumberForm : public ReadForm {
+public:
+  explicit NumberForm(Value* value)
+      : ReadForm({.letter = letterOf<Value>,
+                  .remoteLimit = sizeof(Value),
+                  .namesParWhenMissing = std::same_as<Value, std::int64_t>}),
+        m_value(value) {}
+  bool IsNull() const override { return !m_value; }
+  bool Read(RgNode& node, const char16_t* name) override { return client::readStored(node, name, *m_value); }
+  void* OpenBuffer() override { return m_value; }
+  void CloseBuffer() override { client::normalise(*m_value); }
+
+private:
+  Value* m_value;
+};
+
+}  // namespace
+
+bool Spc::GetPar(const char16_t* topic, const char16_t* par, UnicodeString& value, std::uint32_t* err,
+                 std::int32_t noErrMsg) {
+  StringForm form(value);
+  return ReadPar(topic, par, form, err, noErrMsg);
+}
+
+bool Spc::GetPar(const char16_t* topic, const char16_t* par, char16_t* value, std::uint32_t capacity,
+                 std::uint32_t* err, std::int32_t noErrMsg) {
+  BufferForm form(value, capacity);
+  return ReadPar(topic, par, form, err, noErrMsg);
+}
+
+bool Spc::GetPar(const char16_t* topic, const char16_t* par, std::int32_t* value, std::uint32_t* err,
+                 std::int32_t noErrMsg) {
+  NumberForm form(value);
+  return ReadPar(topic, par, form, err, noErrMsg);
+}
+
+bool Spc::GetPar(const char16_t* topic, const char16_t* par, double* value, std::uint32_t* err,
+                 std::int32_t noErrMsg) {
+  NumberForm form(value);
+  return ReadPar(topic, par, form, err, noErrMsg);
+}
+
+bool Spc::GetPar(const char16_t* topic, const char16_t* par, std::int64_t* value, std::uint32_t* err,
+                 std::int32_t noErrMsg) {
+  NumberForm form(value);
+  return ReadPar(topic, par, form, err, noErrMsg);
+}
+
+bool Spc::GetPar(const char16_t* topic, const char16_t* par, bool* value, std::uint32_t* err,
+                 std::int32_t noErrMsg) {
+  NumberForm form(value);
+  return ReadPar(topic, par, form, err, noErrMsg);
+}
+
+bool Spc::GetPar(const char16_t* topic, const SpcParS* list, std::uint32_t* err, std::int32_t noErrMsg) {
+  std::uint32_t scratch;
+  std::uint32_t& code = client::startCode(err, scratch);
+  if (!list) return Fail(code, ERROR_INVALID_PARAMETER, topic, noErrMsg);
+  for (; list->name; ++list) {
+    if (!ReadEntry(topic, *list, code, noErrMsg)) return false;
+  }
+  return true;
+}
+
+bool Spc::ReadEntry(const char16_t* topic, const SpcParS& entry, std::uint32_t& code, std::int32_t noErrMsg) {
+  switch (entry.type) {
+    case letterOf<bool>:
+      return GetPar(topic, entry.name, static_cast<bool*>(entry.value), &code, 0);
+    case letterOf<double>:
+      return GetPar(topic, entry.name, static_cast<double*>(entry.value), &code, 0);
+    case letterOf<std::int32_t>:
+      return GetPar(topic, entry.name, static_cast<std::int32_t*>(entry.value), &code, 0);
+    case letterOf<UnicodeString>:
+      return GetPar(topic, entry.name, static_cast<char16_t*>(entry.value), entry.size, &code, 0);
+    case letterOf<std::int64_t>:
+      return GetPar(topic, entry.name, static_cast<std::int64_t*>(entry.value), &code, 0);
+    default:
+      return Fail(code, typeUnknown, entry.name, noErrMsg);
+  }
+}
+
+bool Spc::ReadPar(const char16_t* topic, const char16_t* par, ReadForm& form, std::uint32_t* err,
+                  std::int32_t noErrMsg) {
+  std::uint32_t scratch;
+  std::uint32_t& code = client::startCode(err, scratch);
+  const std::int32_t ownNoErrMsg = form.traits.alwaysReports ? 0 : noErrMsg;
+  if (form.IsNull()) return Fail(code, ERROR_INVALID_PARAMETER, par, ownNoErrMsg);
+
+  RgNode node;
+  UnicodeString path;
+  const client::Placement placement = OpenPar(node, path, topic, par, code, ownNoErrMsg);
+  if (placement == client::Placement::Failed) return false;
+  if (placement == client::Placement::Remote) return ReadRemote(topic, par, form, code, noErrMsg);
+  if (!IsValidDataType(node, par, form.traits.letter, code, noErrMsg)) return false;
+
+  std::int32_t failure = 0;
+  if (!ReadResolved(node, form, noErrMsg, failure)) {
+    const char16_t* name = path;
+    if (form.traits.namesParWhenMissing && failure == valueMissing) name = par;
+    return Fail(code, failure, name, ownNoErrMsg);
+  }
+  if (!form.traits.isText || !IsAttrDecrypt(node, noErrMsg)) return true;
+  // Only an overridden DecryptStr can make a text longer than it was.
+  return form.SetText(DecryptStr(form.Text())) || Fail(code, ERROR_MORE_DATA, path, ownNoErrMsg);
+}
+
+bool Spc::ReadResolved(RgNode& node, ReadForm& form, std::int32_t noErrMsg, std::int32_t& failure) {
+  UnicodeString overrideName;
+  failure = GetOverrideName(node, overrideName, noErrMsg);
+  if (failure != 0 && !client::hasNoOverride(failure)) return false;
+
+  const char16_t* const names[] = {failure == 0 ? overrideName : nullptr, m_pVAL, m_pSUPERVAL};
+  for (const char16_t* name : names) {
+    if (!name) continue;
+    if (form.Read(node, name)) return true;
+    failure = node.GetRetCode();
+    if (failure != ERROR_FILE_NOT_FOUND) return false;
+  }
+  failure = valueMissing;
+  return false;
+}
+
+bool Spc::ReadRemote(const char16_t* topic, const char16_t* par, ReadForm& form, std::uint32_t& code,
+                     std::int32_t noErrMsg) {
+  const bool done = GetRemotePar(topic, par, form.OpenBuffer(), form.traits.letter, form.traits.remoteLimit,
+                                 &code, noErrMsg);
+  form.CloseBuffer();
+  return done;
+}

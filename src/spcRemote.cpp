@@ -1,0 +1,87 @@
+// The seam between the parameter client and the service client.
+#include <algorithm>
+#include <cstring>
+#include <new>
+
+#include "src/SpSrvClntEx.h"
+#include "src/spc.h"
+#include "src/spcForms.h"
+
+namespace {
+
+constexpr std::int32_t noMaster = 19;
+
+void fillEmpty(UnicodeString& field, const UnicodeString& found) {
+  if (field.IsEmpty()) field = found;
+}
+
+// The bytes of a value in a buffer of their own; none without a value.
+std::unique_ptr<std::uint8_t[]> copyOf(const void* value, std::size_t count) {
+  if (!value) return nullptr;
+  auto data = std::make_unique<std::uint8_t[]>((count + 1) * 2);
+  std::memcpy(data.get(), value, count);
+  return data;
+}
+
+}  // namespace
+
+bool Spc::ConnectSpService(const char16_t* server, bool localAccess) {
+  m_pSpSrvClnt.reset();
+  m_pSpSrvClnt.reset(new (std::nothrow) SpSrvClntEx);
+  if (!m_pSpSrvClnt) return false;
+  if (!m_pSpSrvClnt->Init(server)) {
+    m_pSpSrvClnt.reset();
+    return false;
+  }
+  m_localAccess = localAccess;
+  fillEmpty(m_oWorkstation, m_pSpSrvClnt->GetCurMachine());
+  fillEmpty(m_oUser, m_pSpSrvClnt->GetUserLogged());
+  fillEmpty(m_oPrcInstance, m_pSpSrvClnt->GetCurApplication());
+  return true;
+}
+
+bool Spc::IsMasterLocal() const {
+  return m_pSpSrvClnt->IsSrvLocal();
+}
+
+bool Spc::GetRemotePar(const char16_t* topic, const char16_t* par, void* value, std::uint16_t letter,
+                       std::uint32_t capacity, std::uint32_t* err, std::int32_t noErrMsg) {
+  std::uint32_t scratch;
+  std::uint32_t& code = client::startCode(err, scratch);
+  if (!m_pSpSrvClnt) return Fail(code, noMaster, par, noErrMsg);
+  if (m_pSpSrvClnt->GetSpSrvPar(topic, par, value, letter, capacity, m_oWorkstation, m_oUser, m_oPrcInstance,
+                                &code, noErrMsg)) {
+    return true;
+  }
+  SendDbgError(static_cast<std::int32_t>(code), par, noErrMsg);
+  return false;
+}
+
+bool Spc::SetRemotePar(const char16_t* topic, const char16_t* par, const void* value, std::uint16_t letter,
+                       std::uint32_t count, std::uint32_t* err) {
+  std::uint32_t scratch;
+  std::uint32_t& code = client::startCode(err, scratch);
+  if (!m_pSpSrvClnt) return Fail(code, noMaster, par, 0);
+  if (m_pSpSrvClnt->SetSpSrvPar(topic, par, value, letter, count, m_oWorkstation, m_oUser, m_oPrcInstance,
+                                &code)) {
+    return true;
+  }
+  SendDbgError(static_cast<std::int32_t>(code), par, 0);
+  return false;
+}
+
+bool Spc::SetRemoteParAttr(const char16_t* topic, const char16_t* par, const char16_t* attr,
+                           const void* value, std::int32_t letter, std::int32_t count, std::uint32_t* err) {
+  std::uint32_t scratch;
+  std::uint32_t& code = client::startCode(err, scratch);
+  if (!m_pSpSrvClnt) return Fail(code, noMaster, par, 0);
+
+  UnicodeString path;
+  GetParPath(path, topic, par);
+  PropertyFeatures property;
+  property.propname = attr;
+  property.type = letter;
+  property.size = std::max(count, 0);
+  property.data = copyOf(value, static_cast<std::size_t>(property.size));
+  return m_pSpSrvClnt->SetProperty(path, property, true, &code);
+}

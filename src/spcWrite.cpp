@@ -1,0 +1,166 @@
+// The SetPar family: one write, to which each form brings its value.
+#include "platform/support/Trace.h"
+#include "src/RgNode.h"
+#include "src/spc.h"
+#include "src/spcForms.h"
+#include "src/spcPlacement.h"
+#include "src/spcTrace.h"
+
+namespace {
+
+using client::letterOf;
+using client::Placement;
+using client::WriteForm;
+
+constexpr std::int32_t overrideCreated = 14;
+
+class TextForm : public WriteForm {
+public:
+  explicit TextForm(const UnicodeString& value)
+      : WriteForm(letterOf<UnicodeString>, static_cast<const char16_t*>(value),
+                  (static_cast<std::uint32_t>(value.GetLength()) + 1) * sizeof(char16_t)),
+        m_value(value) {}
+  bool Probe(RgNode& node, const char16_t* name) const override {
+    UnicodeString scratch;
+    return node.GetValue(name, scratch);
+  }
+  bool Write(RgNode& node, const char16_t* name) const override { return node.SetValue(name, m_value); }
+
+private:
+  const UnicodeString& m_value;
+};
+
+template <class Value>
+class NumberForm : public WriteForm {
+public:
+  explicit NumberForm(const Value& value)
+      : WriteForm(letterOf<Value>, &value, sizeof value), m_value(value) {}
+  bool Probe(RgNode& node, const char16_t* name) const override {
+    Value scratch{};
+    return client::readStored(node, name, scratch);
+  }
+  bool Write(RgNode& node, const char16_t* name) const override {
+    return client::writeStored(node, name, m_value);
+  }
+
+private:
+  const Value& m_value;
+};
+
+}  // namespace
+
+bool Spc::SetPar(const char16_t* topic, const char16_t* par, const char16_t* value, std::uint32_t /*size*/,
+                 std::uint32_t* err, bool encrypt) {
+  std::uint32_t scratch;
+  std::uint32_t& code = client::startCode(err, scratch);
+  UnicodeString text(value);
+  if (encrypt) {
+    if (!SetParAttrDecrypt(topic, par, true, &code)) return false;
+    text = EncryptStr(text);
+  }
+  return WritePar(topic, par, TextForm(text), code);
+}
+
+bool Spc::SetPar(const char16_t* topic, const char16_t* par, UnicodeString value, std::uint32_t* err,
+                 bool encrypt) {
+  const char16_t* text = value;
+  return SetPar(topic, par, text, static_cast<std::uint32_t>(value.GetLength()) + 1, err, encrypt);
+}
+
+bool Spc::SetPar(const char16_t* topic, const char16_t* par, std::int32_t value, std::uint32_t* err) {
+  std::uint32_t scratch;
+  return WritePar(topic, par, NumberForm(value), client::startCode(err, scratch));
+}
+
+bool Spc::SetPar(const char16_t* topic, const char16_t* par, double value, std::uint32_t* err) {
+  std::uint32_t scratch;
+  return WritePar(topic, par, NumberForm(value), client::startCode(err, scratch));
+}
+
+bool Spc::SetPar(const char16_t* topic, const char16_t* par, const std::int64_t* value, std::uint32_t* err) {
+  std::uint32_t scratch;
+  std::uint32_t& code = client::startCode(err, scratch);
+  if (!value) return Fail(code, ERROR_INVALID_PARAMETER, par, 0);
+  return WritePar(topic, par, NumberForm(*value), code);
+}
+
+bool Spc::SetPar(const char16_t* topic, const char16_t* par, bool value, std::uint32_t* err) {
+  std::uint32_t scratch;
+  return WritePar(topic, par, NumberForm(value), client::startCode(err, scratch));
+}
+
+bool Spc::WritePar(const char16_t* topic, const char16_t* par, const WriteForm& form, std::uint32_t& code) {
+  RgNode node;
+  UnicodeString path;
+  const bool asText = form.letter == letterOf<UnicodeString>;
+  switch (PlaceWrite(node, path, topic, par, asText, code)) {
+    case Placement::Failed:
+      return false;
+    case Placement::Remote:
+      return SetRemotePar(topic, par, form.data, form.letter, form.count, &code);
+    default:
+      return IsValidDataType(node, par, form.letter, code, 0) && WriteLocal(node, path, form, code);
+  }
+}
+
+Placement Spc::OpenPar(RgNode& node, UnicodeString& path, const char16_t* topic, const char16_t* par,
+                       std::uint32_t& code, std::int32_t noErrMsg) {
+  client::Situation now{.localAccess = m_localAccess, .connected = IsConnected()};
+  if (m_localAccess) {
+    GetParPath(path, topic, par);
+    now.keyPresent = node.Init(path, false, false);
+    if (!now.keyPresent && node.GetRetCode() != ERROR_FILE_NOT_FOUND) {
+      Fail(code, node.GetRetCode(), path, noErrMsg);
+      return Placement::Failed;
+    }
+  }
+  const Placement placement = client::placeRead(now);
+  if (placement != Placement::Missing) return placement;
+  Fail(code, 11, path, noErrMsg);
+  return Placement::Failed;
+}
+
+Placement Spc::PlaceWrite(RgNode& node, UnicodeString& path, const char16_t* topic, const char16_t* par,
+                          bool asText, std::uint32_t& code) {
+  const Placement opened = OpenPar(node, path, topic, par, code, 0);
+  if (opened != Placement::Local || !IsConnected()) return opened;
+
+  client::Situation now{.localAccess = true, .keyPresent = true, .connected = true};
+  now.masterLocal = asText && IsMasterLocal();
+  now.disableLog = IsAttrDisableLog(node, 0);
+  const Placement placement = client::placeWrite(now, asText);
+  if (placement == Placement::LocalAfterTrace) {
+    _DbgBackTraceSet(client::traceTag, client::traceSource, __LINE__, 1);
+    _DbgBackTrace(u"AttrDisableLog not set, but local override found! Topc:Par=%s:%s", topic, par);
+  }
+  return placement;
+}
+
+bool Spc::WriteLocal(RgNode& node, const UnicodeString& path, const WriteForm& form, std::uint32_t& code) {
+  UnicodeString name;
+  const std::int32_t found = GetOverrideName(node, name, 0);
+  if (found == 0) {
+    if (!PrepareOverride(node, path, name, form, code)) return false;
+  } else if (client::hasNoOverride(found)) {
+    name = m_pVAL;
+  } else {
+    return Fail(code, found, path, 0);
+  }
+  if (!form.Write(node, name)) return Fail(code, node.GetRetCode(), path, 0);
+  KeepOutcome(node, name);
+  return true;
+}
+
+bool Spc::PrepareOverride(RgNode& node, const UnicodeString& path, const UnicodeString& name,
+                          const WriteForm& form, std::uint32_t& code) {
+  if (form.Probe(node, name)) return true;
+  if (node.GetRetCode() != ERROR_FILE_NOT_FOUND) return Fail(code, node.GetRetCode(), path, 0);
+  Fail(code, overrideCreated, path, 0);  // a notice; the write goes on
+  return true;
+}
+
+void Spc::KeepOutcome(RgNode& node, const char16_t* written) {
+  m_updPropName = written;
+  m_replicate = IsAttrReplicate(node, 0);
+  m_disableLog = IsAttrDisableLog(node, 0);
+}
