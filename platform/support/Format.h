@@ -23,13 +23,16 @@ inline FormatArg formatArg(const char16_t* text) {
 // Anything that converts to a 16-bit string, UnicodeString above all. The text is not copied: the
 // argument must outlive the call.
 template <class Text>
-  requires(!std::is_arithmetic_v<Text> && std::is_convertible_v<const Text&, const char16_t*>)
-FormatArg formatArg(const Text& text) {
-  return formatArg(static_cast<const char16_t*>(text));
+requires(!std::is_arithmetic_v<Text> && std::is_convertible_v<const Text&, const char16_t*>) FormatArg
+    formatArg(const Text& text) {
+  const char16_t* const characters = text;
+  return formatArg(characters);
+}
+inline FormatArg formatArg(std::u16string_view text) {
+  return text;
 }
 template <class Number>
-  requires(std::is_integral_v<Number>)
-FormatArg formatArg(Number number) {
+requires(std::is_integral_v<Number>) FormatArg formatArg(Number number) {
   if constexpr (std::is_signed_v<Number>) {
     return static_cast<std::int64_t>(number);
   } else {
@@ -37,9 +40,12 @@ FormatArg formatArg(Number number) {
   }
 }
 
-// Replaces %s, %d, %i, %u, %x, %ld and their like (flags, width and precision as in printf, length
-// letters accepted and ignored) by the arguments in order. %% is a percent sign. A directive without
-// an argument stays in the text as it is; an argument of the other kind is printed in its own form.
+// Replaces %s, %d, %i, %u, %x, %X, %c and their like (flags, width and precision in digits as in printf,
+// length letters accepted and ignored) by the arguments in order. %% is a percent sign. A directive
+// without an argument, or with another letter, stays in the text as it is; an argument of the other
+// kind is printed in its own form: a text under %d as the text, a number under %s in decimal digits.
+// A negative number in hexadecimal has 8 digits where it fits into 32 bits. Arguments left over are
+// ignored.
 SPS_API std::u16string formatText(std::u16string_view format, std::span<const FormatArg> args);
 
 template <class... Args>
