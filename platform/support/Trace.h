@@ -5,7 +5,8 @@
 // Where lines go: sinks are added by addSink or named in the environment variable SPS_TRACE, a comma
 // separated list of "stderr", "syslog" and "file:PATH". SPS_TRACE_LEVEL sets what they get: a letter of
 // E, W, I, S for the plain channel (each includes those before it in the order S, E, W, I) and a digit
-// for the back trace (0 none, 1, 2), such as "W1", the default. Both are read at the first line.
+// for the back trace (0 none, 1, 2), such as "W1", the default. Both are read at the first line; what
+// they hold that can't be followed is reported on standard error, once. Without them there is no sink.
 #pragma once
 
 #include <cstdint>
@@ -45,8 +46,9 @@ inline constexpr Levels allLevels{u'I', 2};
 
 // Adds a sink; its calls come one at a time, from the thread that traces. A sink must not throw and may
 // trace itself: such lines reach no sink. Any thread may call.
+// An empty sink is not added, and 0 is returned. Not to be called by a sink.
 SPS_API SinkId addSink(Sink sink, Levels levels = {});
-// After the return the sink runs no more.
+// After the return the sink runs no more. Not to be called by a sink.
 SPS_API void removeSink(SinkId id);
 
 SPS_API Sink stderrSink();
@@ -54,13 +56,19 @@ SPS_API Sink syslogSink();
 // Appends to the file, a line each. An empty sink where the file cannot be opened, with errno set.
 SPS_API Sink fileSink(const std::string& path);
 
-// One line as the ready-made sinks write it, UTF-8, without a line end; control characters in it are
-// escaped, so that one line stays one line.
+// One line as the ready-made sinks write it, UTF-8, without a line end; control characters and broken
+// surrogates in it are escaped, so that one line stays one line:
+//   E src\spc:120: text            the plain channel
+//   1 SPC-SPC1 src\spc:120: text   the back trace
+// Standard error and files get the UTC time, the process and the thread in front of it.
 SPS_API std::string render(const Line& line);
 
-// Behind the pairs below.
+// Behind the pairs below. A place is kept for the calling thread until the next output on its channel;
+// its texts are not copied and must live until then. Output without a place has no source, line 0 and
+// the least important level.
 SPS_API void setPlace(Channel channel, const char16_t* tag, const char16_t* source, std::int32_t line,
                       std::int32_t level);
+// Whether a sink may want the line at the place that is set. Where none does, the place is used up.
 SPS_API bool isWanted(Channel channel);
 SPS_API void emit(Channel channel, const char16_t* format, std::span<const support::FormatArg> args);
 
