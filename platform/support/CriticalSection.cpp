@@ -1,0 +1,3 @@
+#include "platform/support/CriticalSection.h"
+
+CriticalSection::~CriticalSection() = default;
