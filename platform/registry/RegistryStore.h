@@ -21,7 +21,7 @@ SPS_API void useStore(const std::string& directory);
 
 struct StoreInfo {
   std::string directory;
-  std::string storeId;       // hexadecimal, made with the store
+  std::string storeId;  // hexadecimal, made with the store
   std::uint64_t keys = 0;
   std::uint64_t values = 0;  // those kept outside their key's record
   std::uint64_t usedBytes = 0;

@@ -4,7 +4,8 @@
 //
 // All functions return 0 or an error number and never throw. Names are case-insensitive, keep the case
 // in which they were made, and are 16-bit strings; a key name has 1 to 255 characters without a
-// backslash, a value name up to 16,383, a value's data up to 16 MiB. Counts of text are characters,
+// backslash, a value name up to 16,383, a value's data up to 16 MiB, and a tree has up to 512 levels.
+// What exceeds these gives ERROR_INVALID_PARAMETER. Counts of text are characters,
 // counts of data are bytes. Any thread may use any handle. A handle on a key that was deleted gives
 // ERROR_KEY_DELETED, a closed one ERROR_INVALID_HANDLE.
 //
@@ -36,12 +37,13 @@ inline constexpr HKEY HKEY_LOCAL_MACHINE = 0x80000002;
 inline constexpr HKEY HKEY_USERS = 0x80000003;
 
 inline constexpr LSTATUS ERROR_SUCCESS = 0;
-inline constexpr LSTATUS ERROR_FILE_NOT_FOUND = 2;         // key or value is not there
-inline constexpr LSTATUS ERROR_ACCESS_DENIED = 5;          // rights, or a key that has sub keys
-inline constexpr LSTATUS ERROR_INVALID_HANDLE = 6;         // never opened, or closed
+inline constexpr LSTATUS ERROR_FILE_NOT_FOUND = 2;  // key or value is not there
+inline constexpr LSTATUS ERROR_ACCESS_DENIED = 5;   // rights, or a key that has sub keys
+inline constexpr LSTATUS ERROR_INVALID_HANDLE = 6;  // never opened, or closed
 inline constexpr LSTATUS ERROR_NOT_ENOUGH_MEMORY = 8;
 inline constexpr LSTATUS ERROR_INVALID_PARAMETER = 87;     // null where a pointer is due, name too long
 inline constexpr LSTATUS ERROR_DISK_FULL = 112;            // nothing of the write was kept
+inline constexpr LSTATUS ERROR_BAD_PATHNAME = 161;         // a path that begins with a backslash
 inline constexpr LSTATUS ERROR_MORE_DATA = 234;            // the buffer is too small
 inline constexpr LSTATUS ERROR_NO_MORE_ITEMS = 259;        // end of an enumeration
 inline constexpr LSTATUS ERROR_REGISTRY_CORRUPT = 1015;    // the store is damaged
@@ -50,7 +52,7 @@ inline constexpr LSTATUS ERROR_NOT_REGISTRY_FILE = 1017;   // the file is not a 
 inline constexpr LSTATUS ERROR_KEY_DELETED = 1018;
 inline constexpr LSTATUS ERROR_KEY_HAS_CHILDREN = 1020;
 inline constexpr LSTATUS ERROR_CHILD_MUST_BE_VOLATILE = 1021;
-inline constexpr LSTATUS ERROR_REVISION_MISMATCH = 1306;   // a store of another format version
+inline constexpr LSTATUS ERROR_REVISION_MISMATCH = 1306;  // a store of another format version
 inline constexpr LSTATUS ERROR_NO_SYSTEM_RESOURCES = 1450;
 
 inline constexpr DWORD REG_NONE = 0;
@@ -78,9 +80,9 @@ inline constexpr DWORD REG_OPTION_VOLATILE = 1;  // the key ends with the machin
 inline constexpr DWORD REG_CREATED_NEW_KEY = 1;
 inline constexpr DWORD REG_OPENED_EXISTING_KEY = 2;
 
-// Opens the key at the path below another key; components are separated by single backslashes. A null
-// or empty path opens the key itself anew. On failure the handle is set to 0. The handle is to be
-// closed with RegCloseKey.
+// Opens the key at the path below another key; components are separated by backslashes, several in a
+// row counting as one. A null or empty path opens the key itself anew. On failure the handle is set to 0. The
+// handle is to be closed with RegCloseKey.
 SPS_API LSTATUS RegOpenKeyExW(HKEY key, const char16_t* path, DWORD options, REGSAM rights, HKEY* result);
 
 // Opens the key, making it and every missing level above it. The options count for a new key only. A

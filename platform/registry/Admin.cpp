@@ -1,0 +1,136 @@
+#include "platform/registry/Admin.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <filesystem>
+
+#include "platform/registry/RegistryStore.h"
+#include "platform/registry/StoreFiles.h"
+#include "platform/registry/Thread.h"
+
+namespace registry {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* keptName = "/data.mdb.before-restore";
+
+std::uint64_t entries(MDB_txn* txn, MDB_dbi table) {
+  MDB_stat stat{};
+  check(mdb_stat(txn, table, &stat));
+  return stat.ms_entries;
+}
+
+void fill(const Store& store, StoreInfo& info) {
+  MDB_envinfo env{};
+  MDB_stat stat{};
+  check(mdb_env_info(store.env(), &env));
+  check(mdb_env_stat(store.env(), &stat));
+  const TxnPtr txn = store.begin(nullptr, MDB_RDONLY);
+  info.directory = store.directory();
+  info.storeId = store.id();
+  info.keys = entries(txn.get(), store.tables().nodes);
+  info.values = entries(txn.get(), store.tables().values);
+  info.usedBytes = (env.me_last_pgno + 1) * stat.ms_psize;
+  info.reservedBytes = env.me_mapsize;
+  info.lastTransaction = mdb_txn_id(txn.get());
+  info.readers = env.me_numreaders;
+  info.readOnly = store.isReadOnly();
+}
+
+// Keeps every other process out of a store for as long as it lives: the lock that each of them shares
+// while it has the store open.
+class SoleUse {
+public:
+  explicit SoleUse(const std::string& directory)
+      : m_fd(::open((directory + lockFileName).c_str(), O_RDWR | O_CREAT | O_CLOEXEC, fileMode)) {
+    if (m_fd < 0) check(errno);
+    struct flock lock {};
+    lock.l_type = F_WRLCK;
+    lock.l_whence = SEEK_SET;
+    lock.l_len = 1;
+    if (::fcntl(m_fd, F_SETLK, &lock) == 0) return;
+    ::close(m_fd);
+    throw Failure(ERROR_ACCESS_DENIED, errno);
+  }
+  ~SoleUse() { ::close(m_fd); }
+  SoleUse(const SoleUse&) = delete;
+  SoleUse& operator=(const SoleUse&) = delete;
+
+private:
+  int m_fd;
+};
+
+void sync(const std::string& path, int flags) {
+  const int fd = ::open(path.c_str(), flags | O_CLOEXEC);
+  if (fd < 0) check(errno);
+  const int result = ::fsync(fd) == 0 ? 0 : errno;
+  ::close(fd);
+  check(result);
+}
+
+void rename(const std::string& from, const std::string& to) {
+  if (::rename(from.c_str(), to.c_str()) != 0) check(errno);
+}
+
+void replaceDataFile(const std::string& source, const std::string& directory) {
+  const std::string current = directory + dataFileName;
+  const std::string incoming = current + ".restoring";
+  std::error_code error;
+  fs::copy_file(source + dataFileName, incoming, fs::copy_options::overwrite_existing, error);
+  if (error) throw Failure(toRegistryNumber(error.value()), error.value());
+  (void)::chmod(incoming.c_str(), fileMode);
+  sync(incoming, O_RDONLY);
+  if (hasDataFile(directory)) rename(current, directory + keptName);
+  rename(incoming, current);
+  sync(directory, O_RDONLY | O_DIRECTORY);
+}
+
+}  // namespace
+
+LSTATUS storeInfo(StoreInfo& info) {
+  return guarded([&] {
+    fill(ThreadState::get().store(), info);
+    return ERROR_SUCCESS;
+  });
+}
+
+LSTATUS verifyStore(std::string& finding) {
+  finding.clear();
+  return guarded([&] { return verify(ThreadState::get().store(), finding); });
+}
+
+LSTATUS copyStore(const std::string& targetDirectory) {
+  return guarded([&] {
+    Store& store = ThreadState::get().store();
+    makeDirectory(targetDirectory);
+    std::error_code error;
+    if (!fs::is_empty(targetDirectory, error) || error) return ERROR_ACCESS_DENIED;
+    const int result = mdb_env_copy2(store.env(), targetDirectory.c_str(), MDB_CP_COMPACT);
+    const std::string file = targetDirectory + dataFileName;
+    if (result != 0) fs::remove(file, error);
+    check(result);
+    (void)::chmod(file.c_str(), fileMode);
+    sync(file, O_RDONLY);
+    return ERROR_SUCCESS;
+  });
+}
+
+LSTATUS restoreStore(const std::string& copyDirectory, const std::string& storeDirectory) {
+  return guarded([&] {
+    if (!hasDataFile(copyDirectory)) return ERROR_FILE_NOT_FOUND;
+    std::string finding;
+    if (const LSTATUS state = verifyDirectory(copyDirectory, finding); state != 0) return state;
+    makeDirectory(storeDirectory);
+    if (isOpenHere(storeDirectory)) return ERROR_ACCESS_DENIED;
+    const SoleUse alone(storeDirectory);
+    replaceDataFile(copyDirectory, storeDirectory);
+    return ERROR_SUCCESS;
+  });
+}
+
+}  // namespace registry

@@ -1,0 +1,150 @@
+#include "platform/registry/Enumerate.h"
+
+#include <string>
+
+#include "platform/registry/Fold.h"
+
+namespace registry {
+namespace {
+
+// Where the thread's last walk over one key stood: what it delivered at that index was stored under that
+// name. Of no use once the key changed.
+struct Position {
+  std::uint64_t node = 0;
+  std::uint64_t revision = 0;
+  std::uint32_t index = 0;
+  std::string name;  // as it is in the store's key, behind the owner
+
+  bool leadsTo(const NodeHeader& header, std::uint32_t wanted) const {
+    return node == header.id && revision == header.revision && wanted > index;
+  }
+  void set(const NodeHeader& header, std::uint32_t at, std::string_view stored) {
+    node = header.id;
+    revision = header.revision;
+    index = at;
+    name.assign(stored);
+  }
+};
+
+struct Positions {
+  Position subKey;
+  Position value;
+};
+
+Positions& positions() {
+  thread_local Positions all;
+  return all;
+}
+
+std::string ownerPrefix(std::uint64_t owner) {
+  return std::string(EntryKey(owner, {}).bytes());
+}
+
+// One table's entries of one owner, in order.
+class Entries {
+public:
+  Entries(MDB_txn* txn, MDB_dbi table, std::uint64_t owner)
+      : m_cursor(txn, table), m_prefix(ownerPrefix(owner)) {}
+
+  // To the first entry at or after a stored name; after it where `beyond` says so.
+  void seek(std::string_view name, bool beyond) {
+    std::string key = m_prefix;
+    key += name;
+    m_found = m_cursor.seek(key);
+    if (m_found && beyond && m_cursor.key() == key) m_found = m_cursor.next();
+  }
+  void next() { m_found = m_cursor.next(); }
+
+  bool atEnd() const {
+    return !m_found || m_cursor.key().substr(0, m_prefix.size()) != std::string_view(m_prefix);
+  }
+  std::string_view name() const { return m_cursor.key().substr(m_prefix.size()); }
+  std::string_view data() const { return m_cursor.data(); }
+
+private:
+  Cursor m_cursor;
+  std::string m_prefix;
+  bool m_found = false;
+};
+
+// A key's values from both places, merged by name.
+class Values {
+public:
+  Values(const Moment& moment, const NodeView& node, std::string_view start, bool beyond)
+      : m_node(node), m_outside(moment.txn, moment.tables->values, node.header().id) {
+    const auto& inside = node.values();
+    while (m_inside < inside.size() &&
+           (inside[m_inside].folded < start || (beyond && inside[m_inside].folded == start))) {
+      ++m_inside;
+    }
+    m_outside.seek(start, beyond);
+  }
+
+  bool atEnd() const { return m_inside == m_node.values().size() && m_outside.atEnd(); }
+  void next() {
+    if (isInside()) {
+      ++m_inside;
+    } else {
+      m_outside.next();
+    }
+  }
+  std::string_view storedName() const {
+    return isInside() ? m_node.values()[m_inside].folded : m_outside.name();
+  }
+  NamedValue value() const {
+    if (isInside()) {
+      const InlineValue& value = m_node.values()[m_inside];
+      return {value.type, value.name, value.data};
+    }
+    const OutsideValue value = OutsideValue::decode(m_outside.data());
+    return {value.type, value.name, value.data};
+  }
+
+private:
+  bool isInside() const {
+    if (m_inside == m_node.values().size()) return false;
+    return m_outside.atEnd() || m_node.values()[m_inside].folded < m_outside.name();
+  }
+
+  const NodeView& m_node;
+  std::size_t m_inside = 0;
+  Entries m_outside;
+};
+
+}  // namespace
+
+bool subKeyAt(const Moment& moment, const NodeHeader& node, std::uint32_t index, NodeView& child) {
+  Position& last = positions().subKey;
+  if (index >= node.subKeys) return false;
+  const bool onward = last.leadsTo(node, index);
+  Entries entries(moment.txn, moment.tables->nodes, node.id);
+  entries.seek(onward ? std::string_view(last.name) : std::string_view(), onward);
+  for (std::uint32_t steps = onward ? index - last.index - 1 : index; steps > 0 && !entries.atEnd();
+       --steps) {
+    entries.next();
+  }
+  if (entries.atEnd()) return false;
+  child.decode(entries.data());
+  last.set(node, index, entries.name());
+  return true;
+}
+
+bool valueAt(const Moment& moment, const NodeView& node, std::uint32_t index, NamedValue& value) {
+  Position& last = positions().value;
+  if (index >= node.header().values) return false;
+  const bool onward = last.leadsTo(node.header(), index);
+  Values values(moment, node, onward ? std::string_view(last.name) : std::string_view(), onward);
+  for (std::uint32_t steps = onward ? index - last.index - 1 : index; steps > 0 && !values.atEnd(); --steps) {
+    values.next();
+  }
+  if (values.atEnd()) return false;
+  value = values.value();
+  last.set(node.header(), index, values.storedName());
+  return true;
+}
+
+void forgetPositions() {
+  positions() = {};
+}
+
+}  // namespace registry

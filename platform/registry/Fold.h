@@ -1,0 +1,80 @@
+// Names: folding for comparison, and the bytes under which the store keeps them.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <string>
+#include <string_view>
+
+namespace registry {
+
+inline constexpr std::size_t maxKeyName = 255;      // characters
+inline constexpr std::size_t maxValueName = 16383;  // characters
+
+// A name under Unicode simple case folding, as UTF-8 bytes (a lone surrogate as three bytes of its own).
+// Two names are the same key or value exactly if these bytes are equal.
+class FoldedName {
+public:
+  explicit FoldedName(std::u16string_view name) {
+    if (!foldAscii(name)) foldAny(name);
+  }
+  std::string_view view() const { return m_long.empty() ? std::string_view(m_short.data(), m_size) : m_long; }
+
+private:
+  bool foldAscii(std::u16string_view name);
+  void foldAny(std::u16string_view name);
+
+  std::array<char, 64> m_short;  // left raw: m_size says how much of it counts
+  std::size_t m_size = 0;
+  std::string m_long;
+};
+
+// The store's key of a child: the owner's id, then the folded name. A name beyond what the store can
+// index keeps its beginning and a 128-bit hash of the whole; the full name is compared on the hit.
+class EntryKey {
+public:
+  static constexpr std::size_t capacity = 511;
+
+  EntryKey() = default;
+  EntryKey(std::uint64_t owner, std::string_view folded);
+  // The bytes of a key that the store gave.
+  static EntryKey fromBytes(std::string_view bytes);
+
+  std::string_view bytes() const { return {m_bytes.data(), m_size}; }
+  // What follows the owner: as stored, so with a hash where the name is long.
+  std::string_view name() const { return bytes().substr(sizeof(std::uint64_t)); }
+  std::uint64_t owner() const;
+  bool isHashed() const { return m_size == capacity; }
+
+  // Only the bytes that count are copied.
+  EntryKey(const EntryKey& other) : m_size(other.m_size) {
+    std::memcpy(m_bytes.data(), other.m_bytes.data(), m_size);
+  }
+  EntryKey& operator=(const EntryKey& other) {
+    m_size = other.m_size;
+    std::memmove(m_bytes.data(), other.m_bytes.data(), m_size);
+    return *this;
+  }
+  ~EntryKey() = default;
+
+private:
+  std::array<char, capacity> m_bytes;  // left raw: m_size says how much of it counts
+  std::size_t m_size = 0;
+};
+
+// Most significant byte first, so that the store sorts by number.
+void putBigEndian(char* at, std::uint64_t number);
+std::uint64_t getBigEndian(const char* at);
+
+inline bool FoldedName::foldAscii(std::u16string_view name) {
+  if (name.size() > m_short.size()) return false;
+  for (const char16_t c : name) {
+    if (c >= 0x80) return false;
+    m_short[m_size++] = static_cast<char>(c >= u'A' && c <= u'Z' ? c + 32 : c);
+  }
+  return true;
+}
+
+}  // namespace registry

@@ -1,0 +1,35 @@
+// Handles: 32-bit numbers for open keys, good in every thread of the process.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "platform/registry/Tree.h"
+#include "platform/registry/registry.h"
+
+namespace registry {
+
+// Where the opening thread has the key in its cache.
+struct CacheHint {
+  std::uint64_t cache = 0;
+  std::uint64_t serial = 0;
+};
+
+// What a handle stands for.
+struct OpenKey {
+  NodeRef node;
+  REGSAM rights = 0;
+  CacheHint hint;
+};
+
+// The number for an open key, to be given back with closeHandle. Throws Failure with
+// ERROR_NO_SYSTEM_RESOURCES where 65,535 keys are open.
+HKEY makeHandle(const NodeRef& node, REGSAM rights, CacheHint hint);
+// False for a handle that is not open, or was opened on another store. A handle that another thread
+// closes meanwhile gives either answer, never a mixture.
+bool lookUp(HKEY handle, OpenKey& key);
+// The same without the place of the key: enough where the hint hits.
+bool glance(HKEY handle, std::uint64_t& id, REGSAM& rights, CacheHint& hint);
+bool closeHandle(HKEY handle);
+
+}  // namespace registry

@@ -1,0 +1,181 @@
+#include "platform/registry/Record.h"
+
+#include <cstring>
+#include <type_traits>
+
+#include "platform/registry/Errors.h"
+#include "platform/registry/Hash.h"
+
+namespace registry {
+namespace {
+
+constexpr std::uint8_t volatileFlag = 1;
+
+[[noreturn]] void damaged() {
+  throw Failure(ERROR_REGISTRY_CORRUPT);
+}
+
+// Takes fields off the front of a record; a field that reaches past the end is damage.
+class Reader {
+public:
+  explicit Reader(std::string_view bytes) : m_rest(bytes) {}
+
+  template <class Number>
+  Number number() {
+    Number value{};
+    std::memcpy(&value, bytes(sizeof value).data(), sizeof value);
+    return value;
+  }
+  std::string_view bytes(std::size_t count) {
+    if (count > m_rest.size()) [[unlikely]]
+      damaged();
+    const std::string_view part = m_rest.substr(0, count);
+    m_rest.remove_prefix(count);
+    return part;
+  }
+  bool atEnd() const { return m_rest.empty(); }
+
+private:
+  std::string_view m_rest;
+};
+
+template <class Number>
+void put(std::string& out, std::type_identity_t<Number> value) {
+  char bytes[sizeof(Number)];
+  std::memcpy(bytes, &value, sizeof bytes);
+  out.append(bytes, sizeof bytes);
+}
+
+std::string& seal(std::string& record) {
+  const std::uint32_t sum = checksum(std::string_view(record).substr(sizeof sum));
+  std::memcpy(record.data(), &sum, sizeof sum);
+  return record;
+}
+
+// Fixed bytes of a key's record and of each value in it.
+constexpr std::size_t headSize = 4 + 1 + 1 + 2 + 3 * 8 + 7 * 4 + 4;
+constexpr std::size_t valueHeadSize = 4 + 2 + 1 + 1;
+
+InlineValue readValue(Reader& in) {
+  InlineValue value{};
+  value.type = in.number<std::uint32_t>();
+  const auto dataSize = in.number<std::uint16_t>();
+  const auto foldedSize = in.number<std::uint8_t>();
+  const auto nameSize = in.number<std::uint8_t>();
+  value.folded = in.bytes(foldedSize);
+  value.name = in.bytes(nameSize);
+  value.data = in.bytes(dataSize);
+  return value;
+}
+
+}  // namespace
+
+std::string sealed(std::string_view bytes) {
+  std::string record(sizeof(std::uint32_t), '\0');
+  record.append(bytes);
+  return seal(record);
+}
+
+std::string_view unsealed(std::string_view record) {
+  Reader in(record);
+  const auto sum = in.number<std::uint32_t>();
+  const std::string_view bytes = record.substr(sizeof sum);
+  if (checksum(bytes) != sum) damaged();
+  return bytes;
+}
+
+void NodeView::decode(std::string_view record) {
+  Reader in(unsealed(record));
+  m_header.isVolatile = (in.number<std::uint8_t>() & volatileFlag) != 0;
+  in.number<std::uint8_t>();  // kept for later
+  const auto nameSize = in.number<std::uint16_t>();
+  m_header.id = in.number<std::uint64_t>();
+  m_header.revision = in.number<std::uint64_t>();
+  m_header.lastWrite = in.number<std::uint64_t>();
+  m_header.subKeys = in.number<std::uint32_t>();
+  m_header.values = in.number<std::uint32_t>();
+  m_header.outside = in.number<std::uint32_t>();
+  m_header.maxSubKeyName = in.number<std::uint32_t>();
+  m_header.maxValueName = in.number<std::uint32_t>();
+  m_header.maxValueData = in.number<std::uint32_t>();
+  m_header.depth = in.number<std::uint32_t>();
+  const auto inside = in.number<std::uint32_t>();
+  m_name = in.bytes(nameSize);
+  m_values.clear();
+  for (std::uint32_t i = 0; i < inside; ++i) m_values.push_back(readValue(in));
+  if (!in.atEnd()) damaged();
+}
+
+NodeView::Identity NodeView::peek(std::string_view record) {
+  constexpr std::size_t idAt = 4 + 1 + 1 + 2;
+  Reader in(record);
+  in.bytes(idAt);
+  const auto id = in.number<std::uint64_t>();
+  return {id, in.number<std::uint64_t>()};
+}
+
+NodeRecord NodeRecord::from(const NodeView& view) {
+  NodeRecord record{view.header(), std::string(view.name()), {}};
+  record.values.reserve(view.values().size() + 1);
+  for (const InlineValue& value : view.values()) {
+    record.values.push_back(
+        {value.type, std::string(value.folded), std::string(value.name), std::string(value.data)});
+  }
+  return record;
+}
+
+std::size_t NodeRecord::encodedSize() const {
+  std::size_t size = headSize + name.size();
+  for (const Value& value : values) {
+    size += valueHeadSize + value.folded.size() + value.name.size() + value.data.size();
+  }
+  return size;
+}
+
+std::string NodeRecord::encode() const {
+  std::string out;
+  out.reserve(encodedSize());
+  put<std::uint32_t>(out, 0);  // the check sum's place
+  put<std::uint8_t>(out, header.isVolatile ? volatileFlag : std::uint8_t{0});
+  put<std::uint8_t>(out, 0);
+  put<std::uint16_t>(out, static_cast<std::uint16_t>(name.size()));
+  for (const std::uint64_t number : {header.id, header.revision, header.lastWrite}) {
+    put<std::uint64_t>(out, number);
+  }
+  for (const std::uint32_t number : {header.subKeys, header.values, header.outside, header.maxSubKeyName,
+                                     header.maxValueName, header.maxValueData, header.depth}) {
+    put<std::uint32_t>(out, number);
+  }
+  put<std::uint32_t>(out, static_cast<std::uint32_t>(values.size()));
+  out += name;
+  for (const Value& value : values) {
+    put<std::uint32_t>(out, value.type);
+    put<std::uint16_t>(out, static_cast<std::uint16_t>(value.data.size()));
+    put<std::uint8_t>(out, static_cast<std::uint8_t>(value.folded.size()));
+    put<std::uint8_t>(out, static_cast<std::uint8_t>(value.name.size()));
+    out.append(value.folded).append(value.name).append(value.data);
+  }
+  return seal(out);
+}
+
+OutsideValue OutsideValue::decode(std::string_view record) {
+  Reader in(unsealed(record));
+  OutsideValue value;
+  value.type = in.number<std::uint32_t>();
+  const auto nameSize = in.number<std::uint32_t>();
+  value.name = in.bytes(nameSize);
+  value.data = record.substr(sizeof(std::uint32_t) * 3 + nameSize);
+  return value;
+}
+
+std::string OutsideValue::encode() const {
+  std::string out;
+  out.reserve(3 * sizeof(std::uint32_t) + name.size() + data.size());
+  put<std::uint32_t>(out, 0);  // the check sum's place
+  put<std::uint32_t>(out, type);
+  put<std::uint32_t>(out, static_cast<std::uint32_t>(name.size()));
+  out.append(name).append(data);
+  return seal(out);
+}
+
+}  // namespace registry

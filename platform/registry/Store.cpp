@@ -1,0 +1,246 @@
+#include "platform/registry/Store.h"
+
+#include <pthread.h>
+
+#include <atomic>
+#include <map>
+#include <mutex>
+#include <vector>
+
+#include "platform/registry/Admin.h"
+#include "platform/registry/RegistryStore.h"
+#include "platform/registry/StoreFiles.h"
+#include "platform/registry/Tree.h"
+#include "platform/support/Trace.h"
+#include "platform/support/Utf.h"
+
+namespace registry {
+namespace {
+
+constexpr unsigned maxReaders = 4096;
+// Reserved address space, not disk. The smaller ones are for machines that limit it.
+constexpr std::size_t mapSizes[] = {std::size_t{64} << 30, std::size_t{8} << 30, std::size_t{1} << 30};
+
+std::atomic<std::uint64_t> g_storeGeneration{1};
+std::atomic<std::uint64_t> g_processGeneration{1};
+
+// Guards what follows; taken before the first use of a store and at its change, never while reading.
+std::mutex g_mutex;
+std::string g_directory;  // as given to useStore
+std::shared_ptr<Store> g_current;
+LSTATUS g_lastFailure = ERROR_SUCCESS;
+
+std::map<FileIdentity, std::weak_ptr<Store>>& openStores() {
+  static std::map<FileIdentity, std::weak_ptr<Store>> stores;
+  return stores;
+}
+
+// What belongs to the parent of a fork, kept and never touched.
+struct Abandoned {
+  std::vector<std::shared_ptr<Store>> stores;
+  std::vector<MDB_txn*> txns;
+};
+
+Abandoned& abandoned() {
+  static auto* const all = new Abandoned;  // NOLINT(*-owning-memory): meant to outlive everything
+  return *all;
+}
+
+// In the child every open store is the parent's. It is left alone, not closed: closing would touch the
+// locks and reader places that the parent goes on using.
+void forgetParentsStores() {
+  g_processGeneration.fetch_add(1, std::memory_order_release);
+  if (g_current) abandoned().stores.push_back(std::move(g_current));
+  g_current = nullptr;
+  openStores().clear();
+  g_mutex.unlock();
+}
+
+void registerForkHandlers() {
+  static const int result =
+      ::pthread_atfork([] { g_mutex.lock(); }, [] { g_mutex.unlock(); }, forgetParentsStores);
+  check(result);
+}
+
+const char16_t* describe(LSTATUS number) {
+  switch (number) {
+    case ERROR_ACCESS_DENIED:
+      return u"access is denied";
+    case ERROR_DISK_FULL:
+      return u"the disk is full";
+    case ERROR_NOT_REGISTRY_FILE:
+      return u"it is not a registry store";
+    case ERROR_REVISION_MISMATCH:
+      return u"it has the format of another version";
+    case ERROR_REGISTRY_CORRUPT:
+      return u"it is damaged";
+    case ERROR_NO_SYSTEM_RESOURCES:
+      return u"the system's limits are reached";
+    default:
+      return u"it cannot be read or written";
+  }
+}
+
+void report(const std::string& directory, const Failure& failure) {
+  const std::u16string where = support::toUtf16(directory);
+  const std::u16string cause =
+      support::toUtf16(failure.cause() != 0 ? mdb_strerror(failure.cause()) : "found by its own checks");
+  _DbgSetLine(u"platform\\registry", __LINE__, u'E');
+  _DbgOut(u"Registry store \"%s\" cannot be used: %s (%ld, %s)", where.c_str(), describe(failure.number()),
+          failure.number(), cause.c_str());
+}
+
+}  // namespace
+
+Store::Store(std::string directory) : m_directory(std::move(directory)), m_process(processGeneration()) {}
+
+Store::~Store() {
+  if (m_process != processGeneration()) (void)m_env.release();
+}
+
+std::shared_ptr<Store> Store::open(const std::string& directory) {
+  makeDirectory(directory);
+  if (!hasDataFile(directory)) createStore(directory);
+  const FileIdentity identity = identify(directory + dataFileName);
+  if (const auto known = openStores().find(identity); known != openStores().end()) {
+    if (auto store = known->second.lock()) return store;
+  }
+  std::shared_ptr<Store> store(new Store(directory));
+  store->openEnvironment();
+  store->adoptTables();
+  store->checkLength();
+  store->clearDeadReaders();
+  store->purgeVolatileKeys();
+  openStores()[identity] = store;
+  return store;
+}
+
+void Store::openEnvironment() {
+  constexpr std::uint64_t leastSize = 2 * 4096;  // both heads of the file; below that it is cut off
+  if (fileSize(m_directory + dataFileName) < leastSize) throw Failure(ERROR_REGISTRY_CORRUPT);
+  int result = 0;
+  for (const std::size_t mapSize : mapSizes) {
+    for (const unsigned flags : {0U, static_cast<unsigned>(MDB_RDONLY)}) {
+      MDB_env* env = nullptr;
+      check(mdb_env_create(&env));
+      m_env.reset(env);
+      check(mdb_env_set_maxdbs(env, tableCount));
+      check(mdb_env_set_maxreaders(env, maxReaders));
+      check(mdb_env_set_mapsize(env, mapSize));
+      result = mdb_env_open(env, m_directory.c_str(), MDB_NOTLS | flags, fileMode);
+      m_readOnly = flags != 0;
+      if (result != EROFS && result != EACCES) break;
+    }
+    if (result != ENOMEM) break;
+  }
+  check(result);
+  openToGroup(m_directory);
+}
+
+void Store::adoptTables() {
+  TxnPtr txn = begin(nullptr, MDB_RDONLY);
+  m_tables = openTables(txn.get());
+  m_id = readMarker(txn.get(), m_tables);
+  check(mdb_txn_commit(txn.release()));  // keeps the tables open
+}
+
+// A page past the end of the file kills whoever looks at it. Free pages at the end need not have been
+// written, so a short file is not yet a damaged one: it gets its length, and then every record is read.
+void Store::checkLength() {
+  MDB_envinfo info{};
+  MDB_stat stat{};
+  check(mdb_env_info(env(), &info));
+  check(mdb_env_stat(env(), &stat));
+  const std::uint64_t wanted = (info.me_last_pgno + 1) * stat.ms_psize;
+  const std::string file = m_directory + dataFileName;
+  if (fileSize(file) >= wanted) return;
+  if (!lengthen(file, wanted)) throw Failure(ERROR_REGISTRY_CORRUPT);
+  std::string finding;
+  if (verify(*this, finding) != ERROR_SUCCESS) throw Failure(ERROR_REGISTRY_CORRUPT);
+}
+
+void Store::purgeVolatileKeys() {
+  const std::string boot = bootId();
+  {
+    const TxnPtr txn = begin(nullptr, MDB_RDONLY);
+    if (m_readOnly || lastBoot(txn.get(), m_tables) == boot) return;
+  }
+  TxnPtr txn = begin(nullptr, 0);
+  Tree tree(txn.get(), m_tables);
+  if (lastBoot(txn.get(), m_tables) != boot) tree.removeVolatileKeys();
+  setLastBoot(txn.get(), m_tables, boot);
+  check(mdb_txn_commit(txn.release()));
+}
+
+TxnPtr Store::begin(MDB_txn* parent, unsigned flags) const {
+  MDB_txn* txn = nullptr;
+  int result = mdb_txn_begin(env(), parent, flags, &txn);
+  if (result == MDB_READERS_FULL && clearDeadReaders() > 0) {
+    result = mdb_txn_begin(env(), parent, flags, &txn);
+  }
+  check(result);
+  return TxnPtr(txn);
+}
+
+int Store::clearDeadReaders() const {
+  int dead = 0;
+  check(mdb_reader_check(env(), &dead));
+  return dead;
+}
+
+std::shared_ptr<Store> currentStore() {
+  const std::lock_guard lock(g_mutex);
+  if (g_current) return g_current;
+  registerForkHandlers();
+  const std::string directory = g_directory.empty() ? defaultDirectory() : g_directory;
+  try {
+    g_current = Store::open(directory);
+  } catch (const Failure& failure) {
+    if (g_lastFailure != failure.number()) report(directory, failure);
+    g_lastFailure = failure.number();
+    throw;
+  }
+  g_lastFailure = ERROR_SUCCESS;
+  return g_current;
+}
+
+LSTATUS verifyDirectory(const std::string& directory, std::string& finding) {
+  const std::lock_guard lock(g_mutex);
+  return verify(*Store::open(directory), finding);
+}
+
+bool isOpenHere(const std::string& directory) {
+  const std::lock_guard lock(g_mutex);
+  if (!hasDataFile(directory)) return false;
+  const auto known = openStores().find(identify(directory + dataFileName));
+  return known != openStores().end() && !known->second.expired();
+}
+
+void abandon(std::shared_ptr<Store> store, MDB_txn* txn) {
+  const std::lock_guard lock(g_mutex);
+  if (store) abandoned().stores.push_back(std::move(store));
+  if (txn != nullptr) abandoned().txns.push_back(txn);
+}
+
+std::uint64_t storeGeneration() {
+  return g_storeGeneration.load(std::memory_order_acquire);
+}
+std::uint64_t processGeneration() {
+  return g_processGeneration.load(std::memory_order_acquire);
+}
+
+std::string storeDirectory() {
+  const std::lock_guard lock(g_mutex);
+  if (g_current) return g_current->directory();
+  return g_directory.empty() ? defaultDirectory() : g_directory;
+}
+
+void useStore(const std::string& directory) {
+  const std::lock_guard lock(g_mutex);
+  g_directory = directory;
+  g_current = nullptr;
+  g_lastFailure = ERROR_SUCCESS;
+  g_storeGeneration.fetch_add(1, std::memory_order_release);
+}
+
+}  // namespace registry

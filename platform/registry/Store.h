@@ -1,0 +1,66 @@
+// One open store, and which one this process uses.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "platform/registry/Lmdb.h"
+#include "platform/registry/StoreFormat.h"
+
+namespace registry {
+
+class Store {
+public:
+  // Opens the store in a directory, or makes it where there is none. A process has one object for a data
+  // file, however often it asks. Throws Failure, with the reason in the trace, when what lies there is
+  // not a sound store.
+  static std::shared_ptr<Store> open(const std::string& directory);
+
+  Store(const Store&) = delete;
+  Store& operator=(const Store&) = delete;
+  ~Store();
+
+  MDB_env* env() const { return m_env.get(); }
+  const Tables& tables() const { return m_tables; }
+  bool isReadOnly() const { return m_readOnly; }
+  const std::string& directory() const { return m_directory; }
+  const std::string& id() const { return m_id; }
+
+  // Begins a transaction. Where the reader table is full, the places of dead readers are cleared for one
+  // more try. Throws Failure.
+  TxnPtr begin(MDB_txn* parent, unsigned flags) const;
+  // Frees the places of processes that died; how many there were.
+  int clearDeadReaders() const;
+
+private:
+  explicit Store(std::string directory);
+
+  void openEnvironment();
+  void adoptTables();
+  void checkLength();
+  void purgeVolatileKeys();
+
+  std::string m_directory;
+  std::string m_id;
+  EnvPtr m_env;
+  Tables m_tables;
+  bool m_readOnly = false;
+  std::uint64_t m_process;
+};
+
+// The store that this process uses now, opened at the first call. Any thread. Throws Failure.
+std::shared_ptr<Store> currentStore();
+// Checks the store in a directory, whether or not it is the one in use.
+LSTATUS verifyDirectory(const std::string& directory, std::string& finding);
+// True where this process has the directory's store open.
+bool isOpenHere(const std::string& directory);
+// Counts up with each useStore: handles of an earlier count are closed.
+std::uint64_t storeGeneration();
+// Counts the forks between the first process and this one. What belongs to an earlier count is the
+// parent's, down to its places in shared memory, and must not even be closed here.
+std::uint64_t processGeneration();
+// Puts aside what a fork left us of the parent's.
+void abandon(std::shared_ptr<Store> store, MDB_txn* txn);
+
+}  // namespace registry

@@ -1,0 +1,148 @@
+#include "platform/registry/StoreFiles.h"
+
+#include <fcntl.h>
+#include <sys/random.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+
+#include "platform/registry/Errors.h"
+#include "platform/registry/Lmdb.h"
+#include "platform/registry/StoreFormat.h"
+
+namespace registry {
+namespace {
+
+namespace fs = std::filesystem;
+
+// A directory of our own beside the store, gone with its content at the end of the scope.
+class WorkDirectory {
+public:
+  explicit WorkDirectory(const std::string& parent) : m_path(parent + "/.new-XXXXXX") {
+    if (::mkdtemp(m_path.data()) == nullptr) check(errno);
+  }
+  ~WorkDirectory() {
+    std::error_code ignored;
+    fs::remove_all(m_path, ignored);
+  }
+  WorkDirectory(const WorkDirectory&) = delete;
+  WorkDirectory& operator=(const WorkDirectory&) = delete;
+  const std::string& path() const { return m_path; }
+
+private:
+  std::string m_path;
+};
+
+void buildEmptyStore(const std::string& directory) {
+  MDB_env* env = nullptr;
+  check(mdb_env_create(&env));
+  const EnvPtr owner(env);
+  check(mdb_env_set_maxdbs(env, tableCount));
+  check(mdb_env_open(env, directory.c_str(), MDB_NOTLS, fileMode));
+  MDB_txn* txn = nullptr;
+  check(mdb_txn_begin(env, nullptr, 0, &txn));
+  TxnPtr guard(txn);
+  writeEmptyStore(txn);
+  check(mdb_txn_commit(guard.release()));
+}
+
+void syncDirectory(const std::string& directory) {
+  const int fd = ::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (fd < 0) check(errno);
+  const int result = ::fsync(fd) == 0 ? 0 : errno;
+  ::close(fd);
+  check(result);
+}
+
+bool isWritable(const std::string& directory) {
+  return ::access(directory.c_str(), W_OK | X_OK) == 0;
+}
+
+std::string userStateDirectory() {
+  if (const char* state = std::getenv("XDG_STATE_HOME"); state != nullptr && *state == '/') return state;
+  const char* home = std::getenv("HOME");
+  return std::string(home != nullptr && *home != '\0' ? home : "/") + "/.local/state";
+}
+
+}  // namespace
+
+std::string defaultDirectory() {
+  if (const char* named = std::getenv("SPS_REGISTRY"); named != nullptr && *named != '\0') return named;
+  const std::string machine = "/var/lib/sps/registry";
+  if (isWritable(machine) || (::access(machine.c_str(), F_OK) != 0 && isWritable("/var/lib/sps"))) {
+    return machine;
+  }
+  return userStateDirectory() + "/sps/registry";
+}
+
+void makeDirectory(const std::string& directory) {
+  std::error_code error;
+  if (fs::is_directory(directory, error)) return;
+  const fs::path parent = fs::path(directory).parent_path();
+  if (!parent.empty()) fs::create_directories(parent, error);
+  if (error) throw Failure(toRegistryNumber(error.value()), error.value());
+  if (::mkdir(directory.c_str(), directoryMode) == 0) {
+    (void)::chmod(directory.c_str(), directoryMode);  // the mask may have taken the group out
+    return;
+  }
+  if (errno != EEXIST) check(errno);
+}
+
+bool hasDataFile(const std::string& directory) {
+  struct stat info {};
+  if (::stat((directory + dataFileName).c_str(), &info) == 0) return true;
+  if (errno != ENOENT) check(errno);
+  return false;
+}
+
+void createStore(const std::string& directory) {
+  const WorkDirectory work(directory);
+  buildEmptyStore(work.path());
+  (void)::chmod((work.path() + dataFileName).c_str(), fileMode);
+  const std::string from = work.path() + dataFileName;
+  const std::string to = directory + dataFileName;
+  if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) != 0 && errno != EEXIST) {
+    check(errno);
+  }
+  syncDirectory(directory);
+}
+
+FileIdentity identify(const std::string& file) {
+  struct stat info {};
+  if (::stat(file.c_str(), &info) != 0) check(errno);
+  return {info.st_dev, info.st_ino};
+}
+
+std::uint64_t fileSize(const std::string& file) {
+  struct stat info {};
+  if (::stat(file.c_str(), &info) != 0) check(errno);
+  return static_cast<std::uint64_t>(info.st_size);
+}
+
+bool lengthen(const std::string& file, std::uint64_t size) {
+  const int fd = ::open(file.c_str(), O_RDWR | O_CLOEXEC);
+  if (fd < 0) return false;
+  const bool done = ::fallocate(fd, 0, static_cast<off_t>(size - 1), 1) == 0;
+  ::close(fd);
+  return done;
+}
+
+void openToGroup(const std::string& directory) {
+  for (const char* name : {dataFileName, lockFileName}) {
+    (void)::chmod((directory + name).c_str(), fileMode);  // the owner alone can, and need be
+  }
+}
+
+std::string bootId() {
+  std::ifstream file("/proc/sys/kernel/random/boot_id");
+  std::string id;
+  std::getline(file, id);
+  return id;
+}
+
+}  // namespace registry

@@ -1,0 +1,130 @@
+// What a thread has open in the store: its reader place, its cache, its transaction scopes.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "platform/registry/Cache.h"
+#include "platform/registry/Store.h"
+
+namespace registry {
+
+class ThreadState;
+
+// One RegistryTransaction. The scopes of a thread form a chain, the innermost first.
+struct WriteScope {
+  std::shared_ptr<Store> store;
+  TxnPtr txn;  // null where it could not begin, or once it ended
+  WriteScope* outer = nullptr;
+  LSTATUS failure = 0;  // the first one of its writes; nothing is kept after it
+  std::uint64_t process = 0;
+  ThreadState* thread = nullptr;
+};
+
+class ThreadState {
+public:
+  static ThreadState& get();
+
+  ThreadState() = default;
+  ~ThreadState();
+  ThreadState(const ThreadState&) = delete;
+  ThreadState& operator=(const ThreadState&) = delete;
+
+  // The store in use, taken up anew where it changed. Throws Failure.
+  Store& store() {
+    if (m_storeGeneration != storeGeneration() || m_process != processGeneration()) [[unlikely]]
+      attach();
+    return *m_store;
+  }
+  NodeCache& cache() { return m_cache; }
+
+  // Brings the thread's own read transaction to the last commit.
+  MDB_txn* renew();
+  void rest() { mdb_txn_reset(m_reader.get()); }
+
+  void beginScope(WriteScope& scope);
+  LSTATUS commitScope(WriteScope& scope);
+  // Takes back what was not committed, inner scopes first.
+  void endScope(WriteScope& scope);
+  // The innermost scope; null outside.
+  WriteScope* scope();
+
+private:
+  void attach();
+  void letGo();
+
+  std::uint64_t m_storeGeneration = 0;
+  std::uint64_t m_process = 0;
+  std::shared_ptr<Store> m_store;
+  TxnPtr m_reader;
+  NodeCache m_cache;
+  WriteScope* m_scope = nullptr;
+};
+
+// A reader's look at the store for the length of one registry call. Inside a RegistryTransaction it sees
+// that; the cache is then out of play.
+class Reading {
+public:
+  Reading();
+  ~Reading() {
+    if (!m_scope) m_thread.rest();
+  }
+  Reading(const Reading&) = delete;
+  Reading& operator=(const Reading&) = delete;
+
+  Tree tree() const { return {m_moment.txn, *m_moment.tables}; }
+  const Moment& moment() const { return m_moment; }
+  ThreadState& thread() const { return m_thread; }
+  bool isInTransaction() const { return m_scope; }
+
+private:
+  ThreadState& m_thread;
+  Moment m_moment;
+  bool m_scope;
+};
+
+// The transaction that a write goes into: the thread's RegistryTransaction, or a durable one of its own.
+class Writing {
+public:
+  Writing();
+  Tree tree() const { return {m_txn, m_store.tables()}; }
+  void commit();
+  // Tells the scope that its transaction is no longer whole. Outside one there is nothing to tell.
+  void spoil(LSTATUS number);
+
+private:
+  Store& m_store;
+  WriteScope* m_scope;
+  TxnPtr m_own;
+  MDB_txn* m_txn;
+};
+
+// True where a failure may have come after the first write of an operation. What refuses an operation
+// comes before that and leaves the transaction whole.
+inline bool isSpoiling(const Failure& failure) {
+  return failure.cause() != 0 || failure.number() == ERROR_REGISTRY_CORRUPT;
+}
+
+// Runs one write. The operation gets a Tree and throws Failure to refuse. A full map is tried once more
+// where clearing dead readers may have freed pages.
+template <class Operation>
+void writing(Operation&& operation) {
+  for (bool again = true;; again = false) {
+    Writing write;
+    try {
+      Tree tree = write.tree();
+      operation(tree);
+      write.commit();
+      return;
+    } catch (const Failure& failure) {
+      if (isSpoiling(failure)) write.spoil(failure.number());
+      const bool full = failure.cause() == MDB_MAP_FULL && ThreadState::get().scope() == nullptr;
+      if (!full || !again || ThreadState::get().store().clearDeadReaders() == 0) throw;
+    } catch (const std::bad_alloc&) {
+      write.spoil(ERROR_NOT_ENOUGH_MEMORY);
+      throw;
+    }
+  }
+}
+
+}  // namespace registry

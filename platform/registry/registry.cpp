@@ -1,0 +1,284 @@
+#include "platform/registry/registry.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "platform/registry/Enumerate.h"
+#include "platform/registry/Handles.h"
+#include "platform/registry/Thread.h"
+#include "platform/support/Utf.h"
+
+namespace registry {
+namespace {
+
+constexpr DWORD maxValueSize = 16U << 20;
+constexpr REGSAM genericAll = 0x10000000;
+constexpr REGSAM genericWrite = 0x40000000;
+constexpr REGSAM genericRead = 0x80000000;
+
+REGSAM grantedRights(REGSAM asked) {
+  if ((asked & (MAXIMUM_ALLOWED | genericAll)) != 0) return KEY_ALL_ACCESS;
+  if ((asked & genericRead) != 0) asked |= KEY_READ;
+  if ((asked & genericWrite) != 0) asked |= KEY_WRITE;
+  return asked & KEY_ALL_ACCESS;
+}
+
+std::u16string_view textOf(const char16_t* text) {
+  return text == nullptr ? std::u16string_view() : std::u16string_view(text);
+}
+
+// The value names' limit; the key names' is checked with the path.
+std::u16string_view valueName(const char16_t* name) {
+  const std::u16string_view text = textOf(name);
+  if (text.size() > maxValueName) throw Failure(ERROR_INVALID_PARAMETER);
+  return text;
+}
+
+NodeRef hiveRef(std::uint64_t id) {
+  return {EntryKey(rootId, FoldedName(hiveName(id)).view()), id};
+}
+
+// What a handle stands for, rights checked. Throws Failure with ERROR_INVALID_HANDLE.
+OpenKey target(HKEY handle, REGSAM need) {
+  if (const std::uint64_t hive = hiveId(handle); hive != rootId) return {hiveRef(hive), KEY_ALL_ACCESS, {}};
+  OpenKey key;
+  if (!lookUp(handle, key)) throw Failure(ERROR_INVALID_HANDLE);
+  if ((key.rights & need) != need) throw Failure(ERROR_ACCESS_DENIED);
+  return key;
+}
+
+// The key of a handle as it is now, ready for reading.
+class ReadKey {
+public:
+  ReadKey(HKEY handle, REGSAM need) {
+    if (!m_reading.isInTransaction() && openByHint(handle, need)) return;
+    const OpenKey key = target(handle, need);
+    m_id = key.node.id;
+    if (m_reading.isInTransaction()) {
+      if (!m_reading.tree().read(key.node, m_ownView)) throw Failure(ERROR_KEY_DELETED);
+      return;
+    }
+    m_cached = m_reading.thread().cache().open(m_reading.moment(), key.node);
+    if (m_cached == nullptr) throw Failure(ERROR_KEY_DELETED);
+  }
+
+  const NodeView& view() const { return m_cached != nullptr ? m_cached->view() : m_ownView; }
+
+  std::optional<ValueRef> value(std::u16string_view name) {
+    const FoldedName folded(name);
+    if (m_cached != nullptr) return m_cached->value(m_reading.moment(), folded.view());
+    if (const InlineValue* inside = m_ownView.find(folded.view()))
+      return ValueRef{inside->type, inside->data};
+    const auto outside = m_reading.tree().outside(m_id, folded.view());
+    return outside ? std::optional(ValueRef{outside->type, outside->data}) : std::nullopt;
+  }
+
+  std::uint64_t id() const { return m_id; }
+  const Reading& reading() const { return m_reading; }
+
+private:
+  // The short way: the handle was opened by this thread, and its key is where it was in the cache.
+  bool openByHint(HKEY handle, REGSAM need) {
+    REGSAM rights = 0;
+    CacheHint hint;
+    if (!glance(handle, m_id, rights, hint)) return false;
+    NodeCache& cache = m_reading.thread().cache();
+    if (hint.cache != cache.id() || (rights & need) != need) return false;
+    m_cached = cache.reopen(m_reading.moment(), hint.serial, m_id);
+    return m_cached != nullptr;
+  }
+
+  Reading m_reading;
+  CachedNode* m_cached = nullptr;
+  NodeView m_ownView;
+  std::uint64_t m_id = rootId;
+};
+
+LSTATUS openInTransaction(const Reading& reading, const NodeRef& base, std::u16string_view path,
+                          REGSAM rights, HKEY* result) {
+  NodeView view;
+  if (!reading.tree().read(base, view)) return ERROR_KEY_DELETED;
+  const auto node = reading.tree().resolve(base, path);
+  if (!node) return ERROR_FILE_NOT_FOUND;
+  *result = makeHandle(*node, rights, {});
+  return ERROR_SUCCESS;
+}
+
+LSTATUS openKey(HKEY key, std::u16string_view path, REGSAM rights, HKEY* result) {
+  const Reading reading;
+  const OpenKey base = target(key, 0);
+  if (reading.isInTransaction()) return openInTransaction(reading, base.node, path, rights, result);
+  NodeCache& cache = reading.thread().cache();
+  if (base.node.id >= firstFreeId && cache.open(reading.moment(), base.node) == nullptr) {
+    return ERROR_KEY_DELETED;
+  }
+  const CachedNode* node = cache.open(reading.moment(), base.node, path);
+  if (node == nullptr) return ERROR_FILE_NOT_FOUND;
+  *result = makeHandle(node->ref(), rights, {cache.id(), node->serial()});
+  return ERROR_SUCCESS;
+}
+
+// Delivers a name into a caller's buffer; the size goes in with the terminator and comes out without.
+LSTATUS deliverName(std::string_view utf8, char16_t* buffer, DWORD* size) {
+  const std::u16string name = support::toUtf16(utf8);
+  if (name.size() + 1 > *size) return ERROR_MORE_DATA;
+  name.copy(buffer, name.size());
+  buffer[name.size()] = u'\0';
+  *size = static_cast<DWORD>(name.size());
+  return ERROR_SUCCESS;
+}
+
+// Delivers data into a caller's buffer, or its size alone where there is none.
+LSTATUS deliverData(std::string_view bytes, BYTE* data, DWORD* size) {
+  if (size == nullptr) return ERROR_SUCCESS;
+  const DWORD capacity = *size;
+  *size = static_cast<DWORD>(bytes.size());
+  if (data == nullptr) return ERROR_SUCCESS;
+  if (bytes.size() > capacity) return ERROR_MORE_DATA;
+  if (!bytes.empty()) std::memcpy(data, bytes.data(), bytes.size());
+  return ERROR_SUCCESS;
+}
+
+void deliver(DWORD* out, DWORD number) {
+  if (out != nullptr) *out = number;
+}
+
+void deliver(FILETIME* out, std::uint64_t time) {
+  if (out != nullptr) *out = {static_cast<DWORD>(time), static_cast<DWORD>(time >> 32)};
+}
+
+}  // namespace
+}  // namespace registry
+
+using namespace registry;  // NOLINT(google-build-using-namespace): what follows is its outer face
+
+LSTATUS RegOpenKeyExW(HKEY key, const char16_t* path, DWORD options, REGSAM rights, HKEY* result) {
+  if (result == nullptr) return ERROR_INVALID_PARAMETER;
+  *result = 0;
+  if (options != 0) return ERROR_INVALID_PARAMETER;
+  return guarded([&] { return openKey(key, textOf(path), grantedRights(rights), result); });
+}
+
+LSTATUS RegCreateKeyExW(HKEY key, const char16_t* path, DWORD reserved, const char16_t* /*keyClass*/,
+                        DWORD options, REGSAM rights, const SECURITY_ATTRIBUTES* /*security*/, HKEY* result,
+                        DWORD* disposition) {
+  if (result == nullptr) return ERROR_INVALID_PARAMETER;
+  *result = 0;
+  if (path == nullptr || reserved != 0 || options > REG_OPTION_VOLATILE) return ERROR_INVALID_PARAMETER;
+  return guarded([&] {
+    // A key that exists, which is the usual case, needs no write and so no writer's turn.
+    LSTATUS outcome = openKey(key, path, grantedRights(rights), result);
+    Tree::Created created{{}, false};
+    if (outcome == ERROR_FILE_NOT_FOUND) {
+      const OpenKey base = target(key, KEY_CREATE_SUB_KEY);
+      writing([&](Tree& tree) { created = tree.create(base.node, path, options == REG_OPTION_VOLATILE); });
+      *result = makeHandle(created.node, grantedRights(rights), {});
+      outcome = ERROR_SUCCESS;
+    }
+    if (outcome == ERROR_SUCCESS) {
+      deliver(disposition, created.isNew ? REG_CREATED_NEW_KEY : REG_OPENED_EXISTING_KEY);
+    }
+    return outcome;
+  });
+}
+
+LSTATUS RegCloseKey(HKEY key) {
+  if (hiveId(key) != rootId) return ERROR_SUCCESS;
+  return closeHandle(key) ? ERROR_SUCCESS : ERROR_INVALID_HANDLE;
+}
+
+LSTATUS RegQueryInfoKeyW(HKEY key, char16_t* keyClass, DWORD* classSize, DWORD* reserved, DWORD* subKeys,
+                         DWORD* maxSubKeyLen, DWORD* maxClassLen, DWORD* values, DWORD* maxValueNameLen,
+                         DWORD* maxValueLen, DWORD* securityLen, FILETIME* lastWrite) {
+  if (reserved != nullptr || (keyClass != nullptr && classSize == nullptr)) return ERROR_INVALID_PARAMETER;
+  return guarded([&] {
+    const ReadKey open(key, KEY_QUERY_VALUE);
+    const NodeHeader& header = open.view().header();
+    if (keyClass != nullptr && *classSize > 0) *keyClass = u'\0';
+    deliver(classSize, 0);
+    deliver(subKeys, header.subKeys);
+    deliver(maxSubKeyLen, header.maxSubKeyName);
+    deliver(maxClassLen, 0);
+    deliver(values, header.values);
+    deliver(maxValueNameLen, header.maxValueName);
+    deliver(maxValueLen, header.maxValueData);
+    deliver(securityLen, 0);
+    deliver(lastWrite, header.lastWrite);
+    return ERROR_SUCCESS;
+  });
+}
+
+LSTATUS RegQueryValueExW(HKEY key, const char16_t* name, DWORD* reserved, DWORD* type, BYTE* data,
+                         DWORD* size) {
+  if (reserved != nullptr || (data != nullptr && size == nullptr)) return ERROR_INVALID_PARAMETER;
+  return guarded([&] {
+    ReadKey open(key, KEY_QUERY_VALUE);
+    const auto value = open.value(valueName(name));
+    if (!value) return ERROR_FILE_NOT_FOUND;
+    deliver(type, value->type);
+    return deliverData(value->data, data, size);
+  });
+}
+
+LSTATUS RegSetValueExW(HKEY key, const char16_t* name, DWORD reserved, DWORD type, const BYTE* data,
+                       DWORD size) {
+  if (reserved != 0 || (data == nullptr && size != 0) || size > maxValueSize) return ERROR_INVALID_PARAMETER;
+  return guarded([&] {
+    const OpenKey open = target(key, KEY_SET_VALUE);
+    const std::u16string_view text = valueName(name);
+    const std::string_view bytes(reinterpret_cast<const char*>(data), size);
+    writing([&](Tree& tree) { tree.setValue(open.node, text, type, bytes); });
+    return ERROR_SUCCESS;
+  });
+}
+
+LSTATUS RegDeleteValueW(HKEY key, const char16_t* name) {
+  return guarded([&] {
+    const OpenKey open = target(key, KEY_SET_VALUE);
+    const std::u16string_view text = valueName(name);
+    bool found = false;
+    writing([&](Tree& tree) { found = tree.removeValue(open.node, text); });
+    return found ? ERROR_SUCCESS : ERROR_FILE_NOT_FOUND;
+  });
+}
+
+LSTATUS RegDeleteKeyW(HKEY key, const char16_t* path) {
+  if (path == nullptr) return ERROR_INVALID_PARAMETER;
+  return guarded([&] {
+    const OpenKey open = target(key, 0);
+    writing([&](Tree& tree) { tree.remove(open.node, path); });
+    return ERROR_SUCCESS;
+  });
+}
+
+LSTATUS RegEnumKeyExW(HKEY key, DWORD index, char16_t* name, DWORD* nameSize, DWORD* reserved,
+                      char16_t* keyClass, DWORD* classSize, FILETIME* lastWrite) {
+  if (name == nullptr || nameSize == nullptr || reserved != nullptr) return ERROR_INVALID_PARAMETER;
+  if (keyClass != nullptr && classSize == nullptr) return ERROR_INVALID_PARAMETER;
+  return guarded([&] {
+    const ReadKey open(key, KEY_ENUMERATE_SUB_KEYS);
+    NodeView child;
+    if (!subKeyAt(open.reading().moment(), open.view().header(), index, child)) return ERROR_NO_MORE_ITEMS;
+    if (keyClass != nullptr && *classSize > 0) *keyClass = u'\0';
+    deliver(classSize, 0);
+    deliver(lastWrite, child.header().lastWrite);
+    return deliverName(child.name(), name, nameSize);
+  });
+}
+
+LSTATUS RegEnumValueW(HKEY key, DWORD index, char16_t* name, DWORD* nameSize, DWORD* reserved, DWORD* type,
+                      BYTE* data, DWORD* size) {
+  if (name == nullptr || nameSize == nullptr || reserved != nullptr) return ERROR_INVALID_PARAMETER;
+  if (data != nullptr && size == nullptr) return ERROR_INVALID_PARAMETER;
+  return guarded([&] {
+    const ReadKey open(key, KEY_QUERY_VALUE);
+    NamedValue value;
+    if (!valueAt(open.reading().moment(), open.view(), index, value)) return ERROR_NO_MORE_ITEMS;
+    const DWORD nameCapacity = *nameSize;
+    if (const LSTATUS outcome = deliverName(value.name, name, nameSize); outcome != 0) return outcome;
+    deliver(type, value.type);
+    const LSTATUS outcome = deliverData(value.data, data, size);
+    if (outcome != 0) *nameSize = nameCapacity;
+    return outcome;
+  });
+}
