@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstring>
 
 #include "platform/registry/Hash.h"
 #include "platform/support/Utf.h"
@@ -19,6 +20,11 @@ std::atomic<std::uint64_t> g_nextCacheId{1};
 bool isPlain(std::u16string_view path) {
   return path.empty() ||
          (path.back() != u'\\' && path.front() != u'\\' && path.find(u"\\\\") == std::u16string_view::npos);
+}
+
+bool isSame(std::u16string_view one, std::u16string_view other) {
+  return one.size() == other.size() &&
+         std::memcmp(one.data(), other.data(), one.size() * sizeof(char16_t)) == 0;
 }
 
 std::size_t countLevels(std::u16string_view path) {
@@ -92,14 +98,17 @@ CachedNode* NodeCache::reopen(const Moment& moment, std::uint64_t serial, std::u
 }
 
 CachedNode* NodeCache::find(std::uint64_t hash, std::uint64_t base, std::u16string_view path) {
-  if (m_nodes.empty()) m_nodes.resize(capacity);
+  if (m_nodes.empty()) {
+    m_hashes.resize(capacity);
+    m_nodes.resize(capacity);
+  }
   const std::size_t set = (hash & (capacity / ways - 1)) * ways;
   for (std::size_t way = set; way < set + ways; ++way) {
+    if (m_hashes[way] != hash) continue;
     CachedNode* node = m_nodes[way].get();
-    if (node != nullptr && node->m_hash == hash && node->m_base == base && node->m_path == path) {
-      node->m_lastUse = ++m_clock;
-      return node;
-    }
+    if (node == nullptr || node->m_base != base || !isSame(node->m_path, path)) continue;
+    node->m_lastUse = ++m_clock;
+    return node;
   }
   return nullptr;
 }
@@ -159,7 +168,8 @@ CachedNode* NodeCache::load(const Moment& moment, const NodeRef& base, std::u16s
   if (!record) return nullptr;
   CachedNode* known = find(hash, base.id, path);
   CachedNode& node = known != nullptr ? *known : victim(hash);
-  node.m_hash = 0;  // unfindable until it is whole
+  std::uint64_t& tag = m_hashes[node.m_serial & (capacity - 1)];
+  tag = 0;  // unfindable until it is whole
   node.m_number = 0;
   node.load(*record, 0);
   const std::size_t leaf = path.rfind(u'\\') + 1;
@@ -168,7 +178,7 @@ CachedNode* NodeCache::load(const Moment& moment, const NodeRef& base, std::u16s
   node.m_path.assign(path);
   node.m_base = base.id;
   node.m_ref = {*place, node.m_view.header().id};
-  node.m_hash = hash;
+  tag = hash;
   node.m_number = moment.number;
   return &node;
 }

@@ -52,7 +52,6 @@ private:
   std::optional<ValueRef> outsideValue(const Moment& moment, std::string_view folded);
 
   std::uint64_t m_serial = 0;
-  std::uint64_t m_hash = 0;
   std::uint64_t m_base = 0;
   std::uint64_t m_number = 0;
   std::uint32_t m_lastUse = 0;
@@ -91,6 +90,8 @@ private:
   std::uint64_t m_id;
   std::uint64_t m_nextSerial = capacity;
   std::uint32_t m_clock = 0;
+  std::vector<std::uint64_t>
+      m_hashes;  // of the nodes beside them, together so that a search stays in one line
   std::vector<std::unique_ptr<CachedNode>> m_nodes;
 };
 

@@ -70,10 +70,12 @@ std::uint64_t getBigEndian(const char* at);
 
 inline bool FoldedName::foldAscii(std::u16string_view name) {
   if (name.size() > m_short.size()) return false;
+  char* out = m_short.data();
   for (const char16_t c : name) {
     if (c >= 0x80) return false;
-    m_short[m_size++] = static_cast<char>(c >= u'A' && c <= u'Z' ? c + 32 : c);
+    *out++ = static_cast<char>(c >= u'A' && c <= u'Z' ? c + 32 : c);
   }
+  m_size = name.size();
   return true;
 }
 

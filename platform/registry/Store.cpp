@@ -21,9 +21,6 @@ constexpr unsigned maxReaders = 4096;
 // Reserved address space, not disk. The smaller ones are for machines that limit it.
 constexpr std::size_t mapSizes[] = {std::size_t{64} << 30, std::size_t{8} << 30, std::size_t{1} << 30};
 
-std::atomic<std::uint64_t> g_storeGeneration{1};
-std::atomic<std::uint64_t> g_processGeneration{1};
-
 // Guards what follows; taken before the first use of a store and at its change, never while reading.
 std::mutex g_mutex;
 std::string g_directory;  // as given to useStore
@@ -50,6 +47,7 @@ Abandoned& abandoned() {
 // locks and reader places that the parent goes on using.
 void forgetParentsStores() {
   g_processGeneration.fetch_add(1, std::memory_order_release);
+  g_epoch.fetch_add(1, std::memory_order_release);
   if (g_current) abandoned().stores.push_back(std::move(g_current));
   g_current = nullptr;
   openStores().clear();
@@ -222,13 +220,6 @@ void abandon(std::shared_ptr<Store> store, MDB_txn* txn) {
   if (txn != nullptr) abandoned().txns.push_back(txn);
 }
 
-std::uint64_t storeGeneration() {
-  return g_storeGeneration.load(std::memory_order_acquire);
-}
-std::uint64_t processGeneration() {
-  return g_processGeneration.load(std::memory_order_acquire);
-}
-
 std::string storeDirectory() {
   const std::lock_guard lock(g_mutex);
   if (g_current) return g_current->directory();
@@ -241,6 +232,7 @@ void useStore(const std::string& directory) {
   g_current = nullptr;
   g_lastFailure = ERROR_SUCCESS;
   g_storeGeneration.fetch_add(1, std::memory_order_release);
+  g_epoch.fetch_add(1, std::memory_order_release);
 }
 
 }  // namespace registry

@@ -1,6 +1,7 @@
 // One open store, and which one this process uses.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -56,10 +57,22 @@ LSTATUS verifyDirectory(const std::string& directory, std::string& finding);
 // True where this process has the directory's store open.
 bool isOpenHere(const std::string& directory);
 // Counts up with each useStore: handles of an earlier count are closed.
-std::uint64_t storeGeneration();
+inline std::atomic<std::uint64_t> g_storeGeneration{1};
 // Counts the forks between the first process and this one. What belongs to an earlier count is the
 // parent's, down to its places in shared memory, and must not even be closed here.
-std::uint64_t processGeneration();
+inline std::atomic<std::uint64_t> g_processGeneration{1};
+// Counts up with either, so that one look tells whether anything changed.
+inline std::atomic<std::uint64_t> g_epoch{1};
+inline std::uint64_t storeGeneration() {
+  return g_storeGeneration.load(std::memory_order_acquire);
+}
+inline std::uint64_t processGeneration() {
+  return g_processGeneration.load(std::memory_order_acquire);
+}
+inline std::uint64_t epoch() {
+  return g_epoch.load(std::memory_order_acquire);
+}
+
 // Puts aside what a fork left us of the parent's.
 void abandon(std::shared_ptr<Store> store, MDB_txn* txn);
 

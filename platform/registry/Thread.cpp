@@ -4,9 +4,11 @@
 
 namespace registry {
 
-ThreadState& ThreadState::get() {
+constinit thread_local ThreadState* ThreadState::t_state = nullptr;
+
+void ThreadState::create() {
   thread_local ThreadState state;
-  return state;
+  t_state = &state;
 }
 
 ThreadState::~ThreadState() {
@@ -15,6 +17,7 @@ ThreadState::~ThreadState() {
 
 // What was made before a fork is the parent's: it is dropped without being ended.
 void ThreadState::letGo() {
+  m_viewIsLive = false;
   if (m_process == processGeneration()) {
     m_reader.reset();
     m_store.reset();
@@ -28,25 +31,19 @@ void ThreadState::letGo() {
 void ThreadState::attach() {
   letGo();
   m_cache.clear();
-  m_storeGeneration = 0;
+  m_epoch = 0;
   m_process = processGeneration();
-  const std::uint64_t generation = storeGeneration();
+  const std::uint64_t now = epoch();
   m_store = currentStore();
-  m_storeGeneration = generation;
+  m_epoch = now;
 }
 
-MDB_txn* ThreadState::renew() {
-  if (m_reader) {
+void ThreadState::renew() {
+  if (m_reader) [[likely]] {
     check(mdb_txn_renew(m_reader.get()));
   } else {
     m_reader = m_store->begin(nullptr, MDB_RDONLY);
   }
-  return m_reader.get();
-}
-
-WriteScope* ThreadState::scope() {
-  if (m_scope != nullptr && m_scope->process != processGeneration()) m_scope = nullptr;
-  return m_scope;
 }
 
 void ThreadState::beginScope(WriteScope& scope) {
@@ -72,6 +69,7 @@ LSTATUS ThreadState::commitScope(WriteScope& scope) {
   scope.failure = result == 0 ? ERROR_SUCCESS : toRegistryNumber(result);
   const LSTATUS outcome = scope.failure;
   if (outcome != 0 && scope.outer != nullptr) scope.outer->failure = outcome;
+  if (scope.outer == nullptr) refreshView();
   endScope(scope);
   return outcome;
 }
@@ -93,15 +91,6 @@ void ThreadState::endScope(WriteScope& scope) {
   }
 }
 
-Reading::Reading() : m_thread(ThreadState::get()), m_moment{}, m_scope(false) {
-  Store& store = m_thread.store();
-  WriteScope* const scope = m_thread.scope();
-  m_scope = scope != nullptr && scope->txn != nullptr;
-  m_moment.tables = &store.tables();
-  m_moment.txn = m_scope ? scope->txn.get() : m_thread.renew();
-  m_moment.number = m_scope ? 0 : mdb_txn_id(m_moment.txn);
-}
-
 Writing::Writing()
     : m_store(ThreadState::get().store()), m_scope(ThreadState::get().scope()), m_txn(nullptr) {
   if (m_store.isReadOnly()) throw Failure(ERROR_ACCESS_DENIED);
@@ -115,7 +104,9 @@ Writing::Writing()
 }
 
 void Writing::commit() {
-  if (m_own) check(mdb_txn_commit(m_own.release()));
+  if (!m_own) return;
+  check(mdb_txn_commit(m_own.release()));
+  ThreadState::get().refreshView();
 }
 
 void Writing::spoil(LSTATUS number) {

@@ -23,7 +23,11 @@ struct WriteScope {
 
 class ThreadState {
 public:
-  static ThreadState& get();
+  static ThreadState& get() {
+    if (t_state == nullptr) [[unlikely]]
+      create();
+    return *t_state;
+  }
 
   ThreadState() = default;
   ~ThreadState();
@@ -32,29 +36,60 @@ public:
 
   // The store in use, taken up anew where it changed. Throws Failure.
   Store& store() {
-    if (m_storeGeneration != storeGeneration() || m_process != processGeneration()) [[unlikely]]
+    if (m_epoch != epoch()) [[unlikely]]
       attach();
     return *m_store;
   }
   NodeCache& cache() { return m_cache; }
 
-  // Brings the thread's own read transaction to the last commit.
-  MDB_txn* renew();
-  void rest() { mdb_txn_reset(m_reader.get()); }
+  // The store as of the last commit, or as of the thread's view where it has one.
+  Moment beginReading() {
+    Store& now = store();
+    if (m_viewIsLive) return {m_reader.get(), &now.tables(), m_viewNumber};
+    renew();
+    const Moment moment{m_reader.get(), &now.tables(), mdb_txn_id(m_reader.get())};
+    m_viewIsLive = m_views > 0;
+    m_viewNumber = moment.number;
+    return moment;
+  }
+  void endReading() {
+    if (!m_viewIsLive) mdb_txn_reset(m_reader.get());
+  }
+
+  void beginView() { ++m_views; }
+  void endView() {
+    if (--m_views == 0) refreshView();
+  }
+  // The next read in the view sees the last commit: after a write of the thread's own.
+  void refreshView() {
+    if (!m_viewIsLive) return;
+    m_viewIsLive = false;
+    mdb_txn_reset(m_reader.get());
+  }
 
   void beginScope(WriteScope& scope);
   LSTATUS commitScope(WriteScope& scope);
   // Takes back what was not committed, inner scopes first.
   void endScope(WriteScope& scope);
   // The innermost scope; null outside.
-  WriteScope* scope();
+  WriteScope* scope() {
+    if (m_scope != nullptr && m_scope->process != processGeneration()) m_scope = nullptr;
+    return m_scope;
+  }
 
 private:
+  static void create();
   void attach();
   void letGo();
+  void renew();
 
-  std::uint64_t m_storeGeneration = 0;
+  static constinit thread_local ThreadState* t_state;
+
+  std::uint64_t m_epoch = 0;
   std::uint64_t m_process = 0;
+  std::uint64_t m_viewNumber = 0;
+  std::uint32_t m_views = 0;
+  bool m_viewIsLive = false;
   std::shared_ptr<Store> m_store;
   TxnPtr m_reader;
   NodeCache m_cache;
@@ -65,9 +100,13 @@ private:
 // that; the cache is then out of play.
 class Reading {
 public:
-  Reading();
+  Reading() : m_thread(ThreadState::get()), m_moment{} {
+    const WriteScope* const scope = m_thread.scope();
+    m_inScope = scope != nullptr && scope->txn != nullptr;
+    m_moment = m_inScope ? Moment{scope->txn.get(), &scope->store->tables(), 0} : m_thread.beginReading();
+  }
   ~Reading() {
-    if (!m_scope) m_thread.rest();
+    if (!m_inScope) m_thread.endReading();
   }
   Reading(const Reading&) = delete;
   Reading& operator=(const Reading&) = delete;
@@ -75,12 +114,12 @@ public:
   Tree tree() const { return {m_moment.txn, *m_moment.tables}; }
   const Moment& moment() const { return m_moment; }
   ThreadState& thread() const { return m_thread; }
-  bool isInTransaction() const { return m_scope; }
+  bool isInTransaction() const { return m_inScope; }
 
 private:
   ThreadState& m_thread;
   Moment m_moment;
-  bool m_scope;
+  bool m_inScope = false;
 };
 
 // The transaction that a write goes into: the thread's RegistryTransaction, or a durable one of its own.

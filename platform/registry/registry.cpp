@@ -1,6 +1,6 @@
 #include "platform/registry/registry.h"
 
-#include <algorithm>
+#include <array>
 #include <cstring>
 
 #include "platform/registry/Enumerate.h"
@@ -34,8 +34,12 @@ std::u16string_view valueName(const char16_t* name) {
   return text;
 }
 
-NodeRef hiveRef(std::uint64_t id) {
-  return {EntryKey(rootId, FoldedName(hiveName(id)).view()), id};
+const NodeRef& hiveRef(std::uint64_t id) {
+  const auto make = [](std::uint64_t hive) {
+    return NodeRef{EntryKey(rootId, FoldedName(hiveName(hive)).view()), hive};
+  };
+  static const std::array<NodeRef, hiveCount> refs = {make(1), make(2), make(3), make(4)};
+  return refs[id - 1];
 }
 
 // What a handle stands for, rights checked. Throws Failure with ERROR_INVALID_HANDLE.
