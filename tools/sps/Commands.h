@@ -1,0 +1,51 @@
+// The commands by group; each function adds its own to the command line, with what runs them.
+#pragma once
+
+#include <string>
+
+#include "tools/sps/Context.h"
+
+namespace CLI {
+class App;
+}
+
+namespace tool {
+
+void addValueCommands(CLI::App& app, Context& context);     // get, set
+void addCreateCommand(CLI::App& app, Context& context);     // create
+void addAttributeCommand(CLI::App& app, Context& context);  // attr
+void addRemoveCommand(CLI::App& app, Context& context);     // rm
+void addListCommands(CLI::App& app, Context& context);      // ls, tree
+void addShowCommand(CLI::App& app, Context& context);       // show
+void addExplainCommand(CLI::App& app, Context& context);    // explain
+void addDirectoryCommand(CLI::App& app, Context& context);  // dirs
+void addLogModeCommand(CLI::App& app, Context& context);    // logmode
+void addTransferCommands(CLI::App& app, Context& context);  // import, export
+void addStoreCommands(CLI::App& app, Context& context);     // store
+void addVersionCommand(CLI::App& app, Context& context);    // version
+
+// Headings of the help.
+inline constexpr const char* parameterGroup = "Parameters";
+inline constexpr const char* installationGroup = "Installation";
+inline constexpr const char* registryGroup = "Registry";
+
+// The two arguments TOPIC and PARAMETER as given.
+struct ParameterArguments {
+  std::string topic;
+  std::string par;
+};
+void addParameterArguments(CLI::App& command, ParameterArguments& arguments);
+// WrongUsage where a name cannot be one.
+ParameterName parameterName(const ParameterArguments& arguments);
+
+// Space, topic and parameter: what every answer about one parameter begins with.
+Json parameterJson(Context& context, const ParameterName& name);
+
+// An empty value of the parameter's declared type. Refused, "cannot VERB parameter ...", where there is no
+// parameter, no type or an unknown one.
+Value declaredValue(Context& context, const std::string& verb, const ParameterName& name);
+
+// Standard input to its end as a value; one line end at the end is left out.
+std::string standardInputValue();
+
+}  // namespace tool

@@ -1,0 +1,211 @@
+#include "tools/sps/ParameterKey.h"
+
+#include <algorithm>
+#include <cstring>
+#include <ctime>
+#include <nlohmann/json.hpp>
+
+#include "platform/registry/registry.h"
+#include "tools/sps/Attributes.h"
+#include "tools/sps/Failure.h"
+#include "tools/sps/Text.h"
+
+namespace tool {
+
+namespace {
+
+constexpr std::size_t shownBytes = 32;
+
+struct RegistryType {
+  std::uint32_t number;
+  const char* name;
+};
+constexpr RegistryType registryTypes[] = {
+    {REG_NONE, "REG_NONE"},           {REG_SZ, "REG_SZ"},
+    {REG_EXPAND_SZ, "REG_EXPAND_SZ"}, {REG_BINARY, "REG_BINARY"},
+    {REG_DWORD, "REG_DWORD"},         {REG_DWORD_BIG_ENDIAN, "REG_DWORD_BIG_ENDIAN"},
+    {REG_LINK, "REG_LINK"},           {REG_MULTI_SZ, "REG_MULTI_SZ"},
+    {REG_QWORD, "REG_QWORD"},
+};
+
+bool sameName(std::u16string_view left, std::u16string_view right) {
+  const auto lower = [](char16_t c) { return c >= u'A' && c <= u'Z' ? static_cast<char16_t>(c + 32) : c; };
+  return std::equal(left.begin(), left.end(), right.begin(), right.end(),
+                    [&](char16_t a, char16_t b) { return lower(a) == lower(b); });
+}
+
+std::u16string textOf(const std::vector<std::uint8_t>& data) {
+  std::u16string text(data.size() / 2, u'\0');
+  std::memcpy(text.data(), data.data(), text.size() * 2);
+  return text.substr(0, text.find(u'\0'));
+}
+
+template <class Number>
+bool numberOf(const std::vector<std::uint8_t>& data, Number& number) {
+  if (data.size() != sizeof number) return false;
+  std::memcpy(&number, data.data(), sizeof number);
+  return true;
+}
+
+bool isText(const StoredValue& stored) {
+  return stored.type == REG_SZ || stored.type == REG_EXPAND_SZ;
+}
+
+bool decodeInto(const StoredValue& stored, std::u16string& text) {
+  if (!isText(stored)) return false;
+  text = textOf(stored.data);
+  return true;
+}
+bool decodeInto(const StoredValue& stored, bool& flag) {
+  std::uint8_t byte = 0;
+  if (!numberOf(stored.data, byte)) return false;
+  flag = byte != 0;
+  return true;
+}
+template <class Number>
+bool decodeInto(const StoredValue& stored, Number& number) {
+  return numberOf(stored.data, number);
+}
+
+std::optional<Value> decoded(char16_t letter, const StoredValue& stored) {
+  if (!isTypeLetter(letter)) return std::nullopt;
+  Value value = emptyValue(letter);
+  if (!std::visit([&](auto& content) { return decodeInto(stored, content); }, value)) return std::nullopt;
+  return value;
+}
+
+Content contentOf(Client& client, const ParameterKey& key, const StoredValue& stored) {
+  Content content{stored.name, decoded(key.letter, stored), false, stored.type == REG_EXPAND_SZ, stored};
+  if (content.value && key.scrambled) {
+    if (auto* text = std::get_if<std::u16string>(&*content.value)) {
+      *text = client.Plain(*text);
+      content.scrambled = true;
+    }
+  }
+  return content;
+}
+
+// What has to be known before the values can be decoded.
+void readHead(Client& client, RgNode& node, ParameterKey& key) {
+  key.path = node.GetNodePath().View();
+  const std::int32_t type = readLetter(node, Spc::m_pTYPE, key.letter);
+  const std::int32_t override = readLetter(node, Spc::m_pOVERRIDE, key.override);
+  key.hasType = type != ERROR_FILE_NOT_FOUND;
+  key.hasOverride = override != ERROR_FILE_NOT_FOUND;
+  key.scrambled = client.IsScrambled(node);
+}
+
+void sortAttribute(ParameterKey& key, const Attribute& attribute, const StoredValue& stored) {
+  if (attribute.kind == AttributeKind::Flag) key.flags.emplace_back(attribute.name);
+  if (attribute.kind == AttributeKind::Text) key.notes.emplace_back(attribute.name, stored);
+}
+
+void sortIn(Client& client, ParameterKey& key, const StoredValue& stored) {
+  if (sameName(stored.name, Spc::m_pVAL)) {
+    key.value = contentOf(client, key, stored);
+  } else if (sameName(stored.name, Spc::m_pSUPERVAL)) {
+    key.super = contentOf(client, key, stored);
+  } else if (!stored.name.starts_with(u'@')) {
+    key.overrides.push_back(contentOf(client, key, stored));
+  } else if (const Attribute* attribute = findAttribute(toUtf8(stored.name))) {
+    sortAttribute(key, *attribute, stored);
+  } else {
+    key.others.push_back(stored);
+  }
+}
+
+std::optional<std::string> lastWrite(const RgNode& node) {
+  constexpr std::int64_t ticksASecond = 10'000'000;
+  constexpr std::int64_t secondsTo1970 = 11'644'473'600;
+  HKEY key = 0;
+  if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, node.GetNodeName(), 0, KEY_READ, &key) != ERROR_SUCCESS) return {};
+  FILETIME time{};
+  const LSTATUS status = RegQueryInfoKeyW(key, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+                                          nullptr, nullptr, nullptr, &time);
+  RegCloseKey(key);
+  if (status != ERROR_SUCCESS) return {};
+  const std::int64_t ticks = static_cast<std::int64_t>(time.dwHighDateTime) << 32 | time.dwLowDateTime;
+  const std::time_t seconds = ticks / ticksASecond - secondsTo1970;
+  std::tm parts{};
+  if (gmtime_r(&seconds, &parts) == nullptr) return {};
+  char text[40];
+  return std::string(text, std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &parts));
+}
+
+std::string hexadecimal(const std::vector<std::uint8_t>& data) {
+  constexpr char digits[] = "0123456789abcdef";
+  std::string text;
+  for (std::size_t i = 0; i < std::min(data.size(), shownBytes); ++i) {
+    if (i != 0) text += ' ';
+    text += {digits[data[i] >> 4], digits[data[i] & 15]};
+  }
+  if (data.size() > shownBytes) text += " ... (" + counted(data.size(), "byte") + ')';
+  return text.empty() ? "(no data)" : text;
+}
+
+}  // namespace
+
+std::vector<StoredValue> storedValues(RgNode& node) {
+  std::vector<StoredValue> values;
+  if (node.GetValCnt() == 0 || !node.GoFirstVal()) return values;
+  std::vector<std::uint8_t> buffer(std::size_t{node.GetMaxValDataLen()} + 1);
+  for (;;) {
+    UnicodeString name;
+    std::uint32_t type = 0;
+    auto length = static_cast<std::uint32_t>(buffer.size());
+    if (!node.GetNextVal(name, type, buffer.data(), length)) break;
+    values.push_back({std::u16string(name.View()), type, {buffer.begin(), buffer.begin() + length}});
+  }
+  if (node.GetRetCode() != ERROR_SUCCESS) {
+    throw Refused{"list the values of " + oneLine(node.GetNodePath().View()),
+                  registryText(node.GetRetCode()),
+                  node.GetRetCode(),
+                  {}};
+  }
+  return values;
+}
+
+ParameterKey readParameterKey(Client& client, RgNode& node) {
+  ParameterKey key;
+  readHead(client, node, key);
+  for (const StoredValue& stored : storedValues(node)) sortIn(client, key, stored);
+  key.changed = lastWrite(node);
+  return key;
+}
+
+std::string contentLine(const Content& content, bool reveal) {
+  if (!content.value) {
+    return registryTypeName(content.stored.type) + ' ' + hexadecimal(content.stored.data) +
+           " (not of the parameter's type)";
+  }
+  if (content.scrambled && !reveal) return "<scrambled>";
+  return valueLine(*content.value) + (content.expandable ? " (references expanded on reading)" : "");
+}
+
+Json contentJson(const Content& content, bool reveal) {
+  if (!content.value || (content.scrambled && !reveal)) return nullptr;
+  return valueJson(*content.value);
+}
+
+std::string storedLine(const StoredValue& stored) {
+  std::int32_t number = 0;
+  if (isText(stored)) return inQuotes(textOf(stored.data));
+  if (stored.type == REG_DWORD && numberOf(stored.data, number)) return std::to_string(number);
+  return hexadecimal(stored.data);
+}
+
+Json storedJson(const StoredValue& stored) {
+  std::int32_t number = 0;
+  if (isText(stored)) return toUtf8(textOf(stored.data));
+  if (stored.type == REG_DWORD && numberOf(stored.data, number)) return number;
+  return hexadecimal(stored.data);
+}
+
+std::string registryTypeName(std::uint32_t type) {
+  for (const RegistryType& known : registryTypes) {
+    if (known.number == type) return known.name;
+  }
+  return "type " + std::to_string(type);
+}
+
+}  // namespace tool

@@ -1,0 +1,58 @@
+#include "tools/sps/TraceLog.h"
+
+#include <algorithm>
+
+#include "tools/sps/Text.h"
+
+namespace tool {
+
+namespace {
+
+// A walk that fails at every step shall not fill the memory with its complaints.
+constexpr std::size_t maxEntries = 64;
+
+}  // namespace
+
+TraceLog::TraceLog() : m_sink(trace::addSink([this](const trace::Line& line) { Keep(line); })) {}
+
+TraceLog::~TraceLog() {
+  trace::removeSink(m_sink);
+  if (m_shown != 0) trace::removeSink(m_shown);
+}
+
+void TraceLog::Show() {
+  if (m_shown == 0) m_shown = trace::addSink(trace::stderrSink(), trace::allLevels);
+}
+
+void TraceLog::Clear() {
+  m_entries.clear();
+}
+
+void TraceLog::Keep(const trace::Line& line) {
+  if (m_entries.size() == maxEntries) m_entries.erase(m_entries.begin());
+  m_entries.push_back({line.channel, std::u16string(line.source), oneLine(line.text)});
+}
+
+std::string TraceLog::Reason() const {
+  std::string reason;
+  for (const Entry& entry : m_entries) {
+    if (entry.channel != trace::Channel::Plain) continue;
+    if (!reason.empty()) reason += ' ';
+    reason += entry.text;
+  }
+  if (reason.empty() && !m_entries.empty()) reason = m_entries.back().text;
+  const std::size_t start = reason.find_first_not_of(' ');
+  return start == std::string::npos ? std::string() : reason.substr(start);
+}
+
+std::vector<std::string> TraceLog::Notices() const {
+  std::vector<std::string> notices;
+  for (const Entry& entry : m_entries) {
+    if (entry.source == u"src\\spc" && entry.text.find("verride ") != std::string::npos) {
+      notices.push_back(entry.text);
+    }
+  }
+  return notices;
+}
+
+}  // namespace tool

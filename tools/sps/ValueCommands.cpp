@@ -1,0 +1,169 @@
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
+
+#include "tools/sps/Commands.h"
+#include "tools/sps/Failure.h"
+#include "tools/sps/Text.h"
+
+namespace tool {
+
+namespace {
+
+constexpr std::int32_t readOnly = 15;
+
+struct SetArguments {
+  ParameterArguments name;
+  std::string value;
+  bool hasValue = false;
+  bool fromStdin = false;
+  bool encrypt = false;
+  bool super = false;
+  bool force = false;
+};
+
+struct Written {
+  Value value;
+  std::u16string where;  // name of the stored value
+  bool scrambled = false;
+  std::vector<std::string> notices;
+};
+
+Value getValue(Context& context, const ParameterName& name) {
+  Value value = declaredValue(context, "read", name);
+  std::uint32_t err = 0;
+  context.Log().Clear();
+  if (!context.Parameters().Read(name.topic, name.par, value, err)) {
+    context.RefuseParameter("read", name, err);
+  }
+  return value;
+}
+
+void runGet(Context& context, const ParameterArguments& arguments) {
+  const ParameterName name = parameterName(arguments);
+  const Value value = getValue(context, name);
+  context.Answer([&] { return valueText(value) + '\n'; },
+                 [&] {
+                   Json answer = parameterJson(context, name);
+                   answer["type"] = letterText(letterOf(value));
+                   answer["value"] = valueJson(value);
+                   return answer;
+                 });
+}
+
+// What stands against the write, and whether the text has to be scrambled: a plain text under "@decrypt"
+// could never be read again.
+bool prepareSet(Context& context, const ParameterName& name, const SetArguments& arguments, char16_t letter) {
+  Client& client = context.Parameters();
+  RgNode node;
+  std::uint32_t err = 0;
+  if (!client.Open(node, name.topic, name.par, err)) context.RefuseParameter("set", name, err);
+  if (!arguments.force && client.IsReadOnly(node)) {
+    client.Report(readOnly, client.ParPath(name.topic, name.par));
+    context.RefuseParameter("set", name, readOnly);
+  }
+  if (letter != u'S') {
+    if (arguments.encrypt)
+      throw WrongUsage("--encrypt is for text, the parameter is of type " + letterText(letter));
+    return false;
+  }
+  return arguments.encrypt || client.IsScrambled(node);
+}
+
+void writeSuperValue(Context& context, const ParameterName& name, Written& written) {
+  Client& client = context.Parameters();
+  if (written.scrambled) {
+    std::uint32_t err = 0;
+    if (!client.SetParAttrDecrypt(name.topic.c_str(), name.par.c_str(), true, &err)) {
+      context.RefuseParameter("set", name, err);
+    }
+  }
+  RgNode node;
+  std::uint32_t err = 0;
+  if (!client.Open(node, name.topic, name.par, err)) context.RefuseParameter("set", name, err);
+  const Value stored = written.scrambled ? client.Scrambled(written.value) : written.value;
+  if (!writeStored(node, Spc::m_pSUPERVAL, stored)) {
+    client.Report(node.GetRetCode(), client.ParPath(name.topic, name.par));
+    context.RefuseParameter("set", name, node.GetRetCode());
+  }
+  written.where = Spc::m_pSUPERVAL;
+}
+
+void writeValue(Context& context, const ParameterName& name, Written& written) {
+  Client& client = context.Parameters();
+  std::uint32_t err = 0;
+  if (!client.Write(name.topic, name.par, written.value, written.scrambled, err)) {
+    context.RefuseParameter("set", name, err);
+  }
+  written.where = client.GetUpdPropName().View();
+  written.notices = context.Log().Notices();
+}
+
+Written setValue(Context& context, const ParameterName& name, const SetArguments& arguments) {
+  const Value declared = declaredValue(context, "set", name);
+  const std::string text = arguments.fromStdin ? standardInputValue() : arguments.value;
+  Written written;
+  written.value = parseValue(letterOf(declared), text);
+  context.Log().Clear();
+  written.scrambled = prepareSet(context, name, arguments, letterOf(declared));
+  if (arguments.super) {
+    writeSuperValue(context, name, written);
+  } else {
+    writeValue(context, name, written);
+  }
+  return written;
+}
+
+Json writtenJson(Context& context, const ParameterName& name, const Written& written) {
+  Json answer = parameterJson(context, name);
+  answer["type"] = letterText(letterOf(written.value));
+  answer["written"] = toUtf8(written.where);
+  answer["scrambled"] = written.scrambled;
+  if (!written.scrambled) answer["value"] = valueJson(written.value);
+  answer["notices"] = written.notices;
+  return answer;
+}
+
+void runSet(Context& context, const SetArguments& arguments) {
+  if (arguments.hasValue == arguments.fromStdin) {
+    throw WrongUsage("set takes the value either as an argument or, with --stdin, from standard input");
+  }
+  const ParameterName name = parameterName(arguments.name);
+  const Written written = setValue(context, name, arguments);
+  if (context.options.json) return context.PrintJson(writtenJson(context, name, written));
+  for (const std::string& notice : written.notices) context.Remark(notice);
+}
+
+void addGet(CLI::App& app, Context& context) {
+  auto arguments = std::make_shared<ParameterArguments>();
+  CLI::App* command = app.add_subcommand("get", "Print the value that a read of the parameter gives");
+  command->group(parameterGroup);
+  addParameterArguments(*command, *arguments);
+  command->callback([&context, arguments] { runGet(context, *arguments); });
+}
+
+void addSet(CLI::App& app, Context& context) {
+  auto arguments = std::make_shared<SetArguments>();
+  CLI::App* command = app.add_subcommand("set", "Write a parameter's value, or its override value");
+  command->group(parameterGroup);
+  addParameterArguments(*command, arguments->name);
+  const CLI::Option* value =
+      command->add_option("VALUE", arguments->value, "New value, of the parameter's type");
+  command->add_flag("--stdin", arguments->fromStdin, "Read the value from standard input");
+  command->add_flag("--encrypt", arguments->encrypt, "Store the text scrambled, from now on");
+  command->add_flag("--super", arguments->super,
+                    "Write the super value, which a read takes where no other is");
+  command->add_flag("--force", arguments->force, "Write to a read-only parameter too");
+  command->callback([&context, arguments, value] {
+    arguments->hasValue = value->count() != 0;
+    runSet(context, *arguments);
+  });
+}
+
+}  // namespace
+
+void addValueCommands(CLI::App& app, Context& context) {
+  addGet(app, context);
+  addSet(app, context);
+}
+
+}  // namespace tool
