@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <vector>
 
-#include "platform/registry/RegistryTransaction.h"
+#include "platform/registry/RegistryView.h"
 #include "platform/regtext/OpenKey.h"
 #include "platform/regtext/RegTextPath.h"
 #include "platform/support/Utf.h"
@@ -131,8 +131,7 @@ ExportResult exportTree(std::u16string_view root, const Sink& sink, LineEnd line
       return result;
     }
   }
-  // Never committed, for nothing is written: it holds the moment.
-  const RegistryTransaction moment;
+  const RegistryView moment;
   Writer writer(sink, lineEnd);
   Exporter exporter(writer, result);
   for (const std::u16string& path : roots) {

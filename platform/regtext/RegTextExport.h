@@ -22,9 +22,9 @@ struct ExportResult {
 
 // Gives the sink the text of the key and of all below it, parent before child, keys and values in the
 // order of their names. The root is a path with a hive's name, in the long or short form; an empty one is
-// all four hives. The text shows one moment of the registry: while it is written other writers wait, so a
-// sink with a slow receiver collects first. Where the registry cannot be written it is not protected so.
-// On a failure the text ends where it stood, without its last line.
+// all four hives. The text shows one moment of the registry, whatever others write meanwhile; the store
+// keeps that moment's pages until the return, so a sink with a slow receiver better collects first. Inside
+// a RegistryTransaction of the caller it shows that. On a failure the text ends where it stood.
 ExportResult exportTree(std::u16string_view root, const Sink& sink, LineEnd lineEnd = LineEnd::CrLf);
 
 }  // namespace regtext

@@ -1,0 +1,173 @@
+#include <gmock/gmock.h>
+
+#include "platform/regtext/RegTextReader.h"
+#include "tests/regtext/Statements.h"
+
+using regtext::Event;
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+namespace {
+
+const std::u16string start = u"Windows Registry Editor Version 5.00\n\n[HKEY_USERS\\k]\n";
+
+struct ValueCase {
+  const char16_t* line;
+  const char* statement;
+};
+
+class ValueForms : public testing::TestWithParam<ValueCase> {};
+
+TEST_P(ValueForms, Read) {
+  const Statements result = read(start + GetParam().line);
+  EXPECT_EQ(result.fault.Message(), "line 0: ");
+  EXPECT_THAT(result.lines, ElementsAre("key HKEY_USERS\\k", GetParam().statement));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    All, ValueForms,
+    testing::Values(
+        ValueCase{u"\"a\"=\"x\"", "value <a> 1 78 00 00 00"}, ValueCase{u"@=\"\"", "value <> 1 00 00"},
+        ValueCase{u"\"\"=\"\"", "value <> 1 00 00"},
+        ValueCase{u"\"a\\\\b\\\"\"=\"\\\\\\\"\"", "value <a\\b\"> 1 5c 00 22 00 00 00"},
+        ValueCase{u"\"a=b;[c]\"=\";\" ; comment", "value <a=b;[c]> 1 3b 00 00 00"},
+        ValueCase{u"\"a\"=\"\xD83D\xDE00\xDC00\"", "value <a> 1 3d d8 00 de 00 dc 00 00"},
+        ValueCase{u"\"a\"=\"1\r\n2\"\r\n", "value <a> 1 31 00 0d 00 0a 00 32 00 00 00"},
+        ValueCase{u"\"a\nb\"=-", "delete HKEY_USERS\\k <a\nb>"}, ValueCase{u"@=-", "delete HKEY_USERS\\k <>"},
+        ValueCase{u" \t\"a\" = DWORD: 1f ;x", "value <a> 4 1f 00 00 00"},
+        ValueCase{u"@=dword:fedcba98", "value <> 4 98 ba dc fe"}, ValueCase{u"@=hex:", "value <> 3"},
+        ValueCase{u"@=hex(0):", "value <> 0"}, ValueCase{u"@=hex(1):41,00", "value <> 1 41 00"},
+        ValueCase{u"@=hex(2):25, 0 ,00", "value <> 2 25 00 00"}, ValueCase{u"@=HEX(3):fF", "value <> 3 ff"},
+        ValueCase{u"@=hex(4):01", "value <> 4 01"}, ValueCase{u"@=hex(7):00,00", "value <> 7 00 00"},
+        ValueCase{u"@=hex(B):1,2,3,4,5,6,7,8", "value <> 11 01 02 03 04 05 06 07 08"},
+        ValueCase{u"@=hex(ffff0012):01", "value <> 4294901778 01"},
+        ValueCase{u"@=hex:01,\\\r\n  02,\\ ; why\n\n ; note\n\t03", "value <> 3 01 02 03"},
+        ValueCase{u"@=hex:\\\n 01\\\n ,02", "value <> 3 01 02"}));
+
+TEST(Reader, KeysAndDeletions) {
+  const Statements result = read(
+      u"\xFEFFWindows Registry Editor Version 5.00 \r\n; [HKEY_USERS\\no]\r\n[hklm\\A b\\[c]]\r\n"
+      u"\"x\"=\"y\"\r\n\r\n  [-HKCU\\Gone] ; bye\r\n[HKCR]\r\n[HKU\\a\\B");
+  EXPECT_THAT(result.lines, ElementsAre("key HKEY_LOCAL_MACHINE\\A b\\[c]", "value <x> 1 79 00 00 00",
+                                        "delete HKEY_CURRENT_USER\\Gone", "key HKEY_CLASSES_ROOT"));
+  EXPECT_EQ(result.fault.line, 8U);
+}
+
+TEST(Reader, QuotedKeyPathHoldsLineEnds) {
+  const Statements result =
+      read(u"Windows Registry Editor Version 5.00\n[\"HKU\\\\a\n[-HKLM\\\\x]\\\"\"]\n@=-\n[-\"HKU\\\\a\"]");
+  EXPECT_FALSE(result.fault) << result.fault.text;
+  EXPECT_THAT(result.lines, ElementsAre("key HKEY_USERS\\a\n[-HKLM\\x]\"",
+                                        "delete HKEY_USERS\\a\n[-HKLM\\x]\" <>", "delete HKEY_USERS\\a"));
+}
+
+TEST(Reader, EventsTellLineAndPosition) {
+  const std::u16string text = start + u"\n\"a\"=\"1\n2\"\n@=hex:01,\\\n  02\n";
+  std::vector<std::uint64_t> lines;
+  std::size_t position = 0;
+  regtext::parse(text, [&](const Event& event) {
+    lines.push_back(event.line);
+    EXPECT_GT(event.position, position);
+    position = event.position;
+    return true;
+  });
+  EXPECT_THAT(lines, ElementsAre(3U, 5U, 7U));
+  EXPECT_EQ(position, text.size());
+}
+
+TEST(Reader, HandlerEndsTheReading) {
+  int calls = 0;
+  const regtext::Fault fault = regtext::parse(start + u"rubbish", [&](const Event&) { return ++calls > 1; });
+  EXPECT_EQ(calls, 1);
+  EXPECT_FALSE(fault);
+}
+
+struct FaultCase {
+  const char16_t* text;  // behind the header and a key, which are three lines
+  std::uint64_t line;
+  const char* found;
+  const char* expected;
+};
+
+class Faults : public testing::TestWithParam<FaultCase> {};
+
+TEST_P(Faults, NameLineAndCause) {
+  const FaultCase& c = GetParam();
+  const regtext::Fault fault = regtext::check(start + c.text);
+  EXPECT_EQ(fault.line, c.line) << fault.text;
+  EXPECT_THAT(fault.text, HasSubstr("found " + std::string(c.found)));
+  EXPECT_THAT(fault.text, HasSubstr("expected " + std::string(c.expected)));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    All, Faults,
+    testing::Values(
+        FaultCase{u"\nrubbish\n", 5, "\"rubbish\"", "a key in brackets"},
+        FaultCase{u"\"a\"\n", 4, "the end of the line", "= behind"},
+        FaultCase{u"\"a\"=", 4, "the end of the text", "a text in quotation marks, dword:"},
+        FaultCase{u"\"a\"=abc", 4, "\"abc\"", "a text in quotation marks, dword:"},
+        FaultCase{u"\"a\"=\"x\" y", 4, "\"y\"", "the end of the line"},
+        FaultCase{u"\"a\"=\"C:\\bin\"", 4, "\"\\bin\"\"", "a second backslash"},
+        FaultCase{u"\"a\"=\"x\\", 4, "\"\\\"", "a second backslash"},
+        FaultCase{u"\"a\"=\"x\n\n", 4, "a text that does not end", "a closing quotation mark"},
+        // The mark that is missing in line 4 shows at the name in line 5.
+        FaultCase{u"\"a\"=\"x\n\"b\"=\"y\"\n", 4, "\"b\"=\"y\"\"",
+                  "the end of the line, at the end of a text"},
+        FaultCase{u"@=dword:", 4, "the end of the text", "1 to 8 hexadecimal digits"},
+        FaultCase{u"@=dword:123456789", 4, "\"123456789\"", "1 to 8 hexadecimal digits"},
+        FaultCase{u"@=dword:1g", 4, "\"g\"", "the end of the line"},
+        FaultCase{u"@=hex(:00", 4, "\":00\"", "a type of 1 to 8"},
+        FaultCase{u"@=hex(123456789):00", 4, "\"123456789):00\"", "a type of 1 to 8"},
+        FaultCase{u"@=hex 00", 4, "\" 00\"", "hex: or hex(type):"},
+        FaultCase{u"@=hex:0,123", 4, "\"123\"", "a byte of 1 or 2"},
+        FaultCase{u"@=hex:00,", 4, "the end of the text", "a byte of 1 or 2"},
+        FaultCase{u"@=hex:00,\\\n\n[HKEY_USERS\\l]\n", 6, "\"[HKEY_USERS\\l]\"", "a byte of 1 or 2"},
+        FaultCase{u"@=hex:00,\\ 01\n", 4, "\"01\"", "the end of the line"},
+        FaultCase{u"@=hex:00\\\n\"b\"=hex:01\n", 5, "\"\"b\"=hex:01\"", "a comma and a further byte"},
+        FaultCase{u"[HKEY_USERS\\l\n", 4, "\"HKEY_USERS\\l\" without an end", "a closing bracket"},
+        FaultCase{u"[HKEY_USERS\\l] x\n", 4, "\"x\"", "the end of the line"},
+        FaultCase{u"[HKEY_DYN_DATA\\l]\n", 4, "the hive \"HKEY_DYN_DATA\"", "one of HKEY_CLASSES_ROOT,"},
+        FaultCase{u"[]\n", 4, "the hive \"\"", "one of"},
+        FaultCase{u"[HKLM\\a\\\\b]\n", 4, "an empty key name", "a name on both sides"},
+        FaultCase{u"[HKLM\\]\n", 4, "an empty key name", "a name on both sides"},
+        FaultCase{u"[-HKLM]\n", 4, "a hive that is to be deleted", "a key below it"},
+        FaultCase{u"[-HKLM\\a]\n@=-\n", 5, "\"@=-\"", "a key in brackets, as the key above is deleted"},
+        FaultCase{u"\r\"a\"=-\n", 4, "\"?\"a\"=-\"", "the end of the line"}));
+
+TEST(Reader, ForeignHeadersAreNamed) {
+  EXPECT_EQ(regtext::check(u"").Message(),
+            "line 1: found the end of the text, expected \"Windows Registry Editor Version 5.00\"");
+  EXPECT_THAT(regtext::check(u"\nx").Message(), HasSubstr("line 1: found the end of the line"));
+  EXPECT_THAT(regtext::check(u"REGEDIT4\r\n\r\n").Message(), HasSubstr("the older format"));
+  EXPECT_THAT(regtext::check(u"Windows Registry Editor Version 5.00\n@=-").Message(),
+              HasSubstr("line 2: found \"@=-\", expected a key in brackets before the first value"));
+}
+
+TEST(Reader, ZeroCharacterIsFoundBeforeAnythingIsHandedOver) {
+  const std::u16string text = start + u"@=\"a" + std::u16string(1, u'\0') + u"\"\n";
+  const Statements result = read(text);
+  EXPECT_EQ(result.fault.Message(), "line 4: found a zero character, expected text");
+  EXPECT_TRUE(result.lines.empty());
+}
+
+std::u16string keyOf(std::size_t length) {
+  return u"[HKLM\\" + std::u16string(length, u'k') + u"]\n";
+}
+std::u16string nameOf(std::size_t length) {
+  return u"\"" + std::u16string(length, u'n') + u"\"=-\n";
+}
+std::u16string textOf(std::size_t length) {
+  return u"@=\"" + std::u16string(length, u't') + u"\"\n";
+}
+
+TEST(Reader, LimitsNameTheLine) {
+  EXPECT_FALSE(regtext::check(start + keyOf(255) + nameOf(16383) + textOf((16U << 20U) / 2 - 1)));
+  EXPECT_EQ(regtext::check(start + keyOf(256)).Message(),
+            "line 4: found a key name of 256 characters, expected at most 255");
+  EXPECT_EQ(regtext::check(start + nameOf(16384)).Message(),
+            "line 4: found a value name of 16384 characters, expected at most 16383");
+  EXPECT_EQ(regtext::check(start + textOf((16U << 20U) / 2)).Message(),
+            "line 4: found a value of 16777218 bytes, expected at most 16777216");
+}
+
+}  // namespace

@@ -1,0 +1,176 @@
+// The sample installation, read as its applications would read it.
+#include <gmock/gmock.h>
+
+#include <fstream>
+#include <map>
+#include <sstream>
+
+#include "platform/regtext/RegTextEncoding.h"
+#include "platform/regtext/RegTextImport.h"
+#include "platform/regtext/RegTextReader.h"
+#include "platform/support/Utf.h"
+#include "src/spc.h"
+#include "tests/regtext/TempStore.h"
+
+namespace {
+
+std::u16string sampleText() {
+  std::ifstream file(SPS_SAMPLE, std::ios::binary);
+  std::stringstream bytes;
+  bytes << file.rdbuf();
+  const regtext::Decoded decoded = regtext::decode(bytes.str());
+  EXPECT_EQ(decoded.fault.line, 0U) << decoded.fault.Message();
+  return decoded.text;
+}
+
+struct Stored {
+  std::uint32_t type;
+  std::vector<std::uint8_t> data;
+};
+using Values = std::map<std::u16string, Stored>;
+
+// Keys with values, by path.
+std::map<std::u16string, Values> sampleKeys() {
+  std::map<std::u16string, Values> keys;
+  regtext::parse(sampleText(), [&](const regtext::Event& event) {
+    Values& values = keys[std::u16string(event.key)];
+    if (event.kind == regtext::Kind::Value) {
+      values[std::u16string(event.name)] = {event.type, {event.data.begin(), event.data.end()}};
+    }
+    return true;
+  });
+  return keys;
+}
+
+bool hasForm(char letter, const Stored& value) {
+  const std::size_t size = value.data.size();
+  switch (letter) {
+    case 'B':
+      return value.type == REG_BINARY && size == 1 && value.data[0] <= 1;
+    case 'D':
+    case 'T':
+      return value.type == REG_BINARY && size == 8;
+    case 'I':
+      return value.type == REG_DWORD && size == 4;
+    case 'S':
+      return (value.type == REG_SZ || value.type == REG_EXPAND_SZ) && size >= 2 && size % 2 == 0 &&
+             value.data[size - 2] == 0 && value.data[size - 1] == 0;
+    default:
+      return false;
+  }
+}
+
+// Every parameter has a type, and every value, override values included, the form of that type.
+TEST(Sample, ParametersAreWellFormed) {
+  const auto keys = sampleKeys();
+  std::map<char, int> types;
+  for (const auto& [path, values] : keys) {
+    const std::string where = support::toUtf8(path);
+    ASSERT_EQ(values.count(u"@type"), 1U) << where;
+    const auto& type = values.at(u"@type").data;
+    ASSERT_EQ(type.size(), 2U) << where;
+    ++types[static_cast<char>(type[0])];
+    EXPECT_TRUE(values.count(u"@value") || values.count(u"@superValue")) << where;
+    for (const auto& [name, value] : values) {
+      const bool isValue = name[0] != u'@' || name == u"@value" || name == u"@superValue";
+      if (isValue) {
+        EXPECT_TRUE(hasForm(static_cast<char>(type[0]), value)) << where;
+      }
+      if (name == u"@override") {
+        EXPECT_EQ(value.data.size(), 2U) << where;
+      }
+    }
+  }
+  EXPECT_EQ(types.size(), 5U);
+}
+
+class SampleStore : public testing::Test {
+protected:
+  SampleStore() {
+    setenv("HOME", "/home/marten", 1);
+    unsetenv("PROCESS_SPACE");
+    const auto result = regtext::importText(sampleText());
+    EXPECT_TRUE(result.Done()) << result.Message();
+  }
+
+  static std::string Text(Spc& spc, const char16_t* topic, const char16_t* par) {
+    UnicodeString value;
+    return spc.GetPar(topic, par, value) ? support::toUtf8(value.View()) : "not read";
+  }
+  static std::string Directory(Spc& spc, bool (Spc::*get)(UnicodeString&, std::uint32_t*)) {
+    UnicodeString value;
+    return (spc.*get)(value, nullptr) ? support::toUtf8(value.View()) : "not read";
+  }
+  template <class Value>
+  static Value Number(Spc& spc, const char16_t* topic, const char16_t* par) {
+    Value value{};
+    EXPECT_TRUE(spc.GetPar(topic, par, &value));
+    return value;
+  }
+
+  TempStore m_store;
+};
+
+TEST_F(SampleStore, EachTypeReads) {
+  Spc spc;
+  EXPECT_TRUE(Number<bool>(spc, u"Filtration", u"BackwashAutomatic"));
+  EXPECT_EQ(Number<double>(spc, u"Filtration", u"TurbidityLimit"), 0.35);
+  EXPECT_EQ(Number<std::int32_t>(spc, u"Filtration", u"BackwashInterval"), 24);
+  EXPECT_EQ(Number<std::int32_t>(spc, u"Filtration", u"FrostAlarm"), -4);
+  EXPECT_EQ(Number<std::int64_t>(spc, u"Filtration", u"MeterReading"), 9876543210123);
+  EXPECT_EQ(Text(spc, u"Filtration", u"HallName"), "Filter hall \"North\"");
+}
+
+TEST_F(SampleStore, OverridesApply) {
+  Spc none;
+  Spc spc(u"FILTER1", u"hollis", u"TREND");
+  EXPECT_EQ(Text(none, u"Operating", u"ScreenLayout"), "one screen");
+  EXPECT_EQ(Text(spc, u"Operating", u"ScreenLayout"), "two screens");
+  EXPECT_EQ(Text(spc, u"Operating", u"StartPicture"), "Laboratory");
+  EXPECT_EQ(Number<std::int32_t>(none, u"Operating", u"RefreshInterval"), 1000);
+  EXPECT_EQ(Number<std::int32_t>(spc, u"Operating", u"RefreshInterval"), 5000);
+}
+
+// The texts are stored scrambled: they come out plain only while the scrambling is what it was.
+TEST_F(SampleStore, ScrambledTextsComeOutPlain) {
+  Spc spc;
+  EXPECT_EQ(Text(spc, u"Archive", u"Password"), "brook-trout 7");
+  EXPECT_EQ(spc.GetDMSLogMode(), 1);
+  EXPECT_EQ(spc.GetDlgMgrLogMode(), 2);
+  EXPECT_EQ(spc.GetMACLogMode(3), 1);
+  setenv("PROCESS_SPACE", "Training", 1);
+  spc.Init();
+  EXPECT_EQ(spc.GetDMSLogMode(), 2);
+}
+
+TEST_F(SampleStore, DirectoriesOfBothSpaces) {
+  Spc spc;
+  EXPECT_EQ(Directory(spc, &Spc::GetRootDir), "/opt/brindle");
+  EXPECT_EQ(Directory(spc, &Spc::GetBinDir), "/opt/brindle/bin");
+  EXPECT_EQ(Directory(spc, &Spc::GetInstDir), "/opt/brindle/install");
+  EXPECT_EQ(Directory(spc, &Spc::GetTmpDir), "/home/marten/.cache/brindle");
+  setenv("PROCESS_SPACE", "Training", 1);
+  spc.Init();
+  for (const auto get : {&Spc::GetRootDir, &Spc::GetBinDir, &Spc::GetCfgDir, &Spc::GetHlpDir,
+                         &Spc::GetInstDir, &Spc::GetSysLogDir, &Spc::GetTmpDir}) {
+    EXPECT_THAT(Directory(spc, get), testing::StartsWith("/"));
+  }
+  EXPECT_EQ(Directory(spc, &Spc::GetLogDir), "/home/marten/brindle-training/log");
+}
+
+// This computer's host stands in the text of its domain, and each domain but the top has its head first.
+TEST_F(SampleStore, DomainTextsHoldFiveFieldsAHost) {
+  Spc spc;
+  EXPECT_EQ(Number<std::int32_t>(spc, u"Global", u"DOMAIN"), 1100);
+  EXPECT_EQ(Number<std::int32_t>(spc, u"Global", u"SUBDOMAIN"), 1101);
+  for (const char16_t* domain : {u"D0000", u"D1100", u"D1200"}) {
+    const std::string text = Text(spc, u"DOMAINS", domain);
+    EXPECT_EQ(std::count(text.begin(), text.end(), ';') % 5, 0);
+    EXPECT_GE(std::count(text.begin(), text.end(), ';'), 10);
+    EXPECT_EQ(text.back(), ';');
+    EXPECT_EQ(std::stoi(text), std::stoi(support::toUtf8(domain).substr(1)));
+  }
+  EXPECT_THAT(Text(spc, u"DOMAINS", u"D1100"), testing::HasSubstr(";1101;FS2;Filter hall North;filter1;3;"));
+}
+
+}  // namespace
