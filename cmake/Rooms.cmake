@@ -30,15 +30,6 @@ function(sps_require_listed_tests dir)
   endforeach()
 endfunction()
 
-# One fuzzer: LLVMFuzzerTestOneInput in its source. Seeds lie in fuzz/corpus/<name>, if it has any.
-function(sps_fuzzer name)
-  cmake_parse_arguments(FUZZER "" "" "SOURCES;LINK" ${ARGN})
-  add_executable(${name} ${FUZZER_SOURCES})
-  target_link_libraries(${name} PRIVATE sps_options ${FUZZER_LINK})
-  target_link_options(${name} PRIVATE -fsanitize=fuzzer)
-  set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/fuzzers)
-endfunction()
-
 # One benchmark program.
 function(sps_bench name)
   cmake_parse_arguments(BENCH "" "" "SOURCES;LINK" ${ARGN})
