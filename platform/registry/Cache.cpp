@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::size_t maxAnswers = 8;
 constexpr std::size_t maxAnswerData = 1024;  // larger values are read from the store each time
-constexpr std::size_t maxKeptRecord = 4096;  // what a reused place may keep reserved
+constexpr std::size_t maxKept = 4096;        // what a reused place may keep reserved
 
 std::atomic<std::uint64_t> g_nextCacheId{1};
 
@@ -20,11 +20,6 @@ std::atomic<std::uint64_t> g_nextCacheId{1};
 bool isPlain(std::u16string_view path) {
   return path.empty() ||
          (path.back() != u'\\' && path.front() != u'\\' && path.find(u"\\\\") == std::u16string_view::npos);
-}
-
-bool isSame(std::u16string_view one, std::u16string_view other) {
-  return one.size() == other.size() &&
-         std::memcmp(one.data(), other.data(), one.size() * sizeof(char16_t)) == 0;
 }
 
 std::size_t countLevels(std::u16string_view path) {
@@ -47,7 +42,7 @@ bool isNamed(const NodeView& view, const EntryKey& place, std::u16string_view le
 }  // namespace
 
 std::optional<ValueRef> CachedNode::value(const Moment& moment, std::string_view folded) {
-  if (const InlineValue* inside = m_view.find(folded)) return ValueRef{inside->type, inside->data};
+  if (const auto inside = m_view.find(folded)) return ValueRef{inside->type, inside->data};
   if (m_view.header().outside == 0) return std::nullopt;
   return outsideValue(moment, folded);
 }
@@ -67,12 +62,18 @@ std::optional<ValueRef> CachedNode::outsideValue(const Moment& moment, std::stri
   return ValueRef{value->type, m_answers.back().data};
 }
 
-void CachedNode::load(std::string_view record, std::uint64_t number) {
-  if (m_record.capacity() > maxKeptRecord) m_record = std::string();
-  m_record.assign(record);
+void CachedNode::load(std::u16string_view path, std::string_view record, std::uint64_t number) {
+  if (m_bytes.capacity() > maxKept) m_bytes = std::string();
+  m_pathSize = static_cast<std::uint32_t>(path.size() * sizeof(char16_t));
+  m_bytes.assign(reinterpret_cast<const char*>(path.data()), m_pathSize).append(record);
   m_answers.clear();
-  m_view.decode(m_record);
+  m_view.decode(std::string_view(m_bytes).substr(m_pathSize));
   m_number = number;
+}
+
+bool CachedNode::isAt(std::u16string_view path) const {
+  return path.size() * sizeof(char16_t) == m_pathSize &&
+         std::memcmp(path.data(), m_bytes.data(), m_pathSize) == 0;
 }
 
 NodeCache::NodeCache() : m_id(g_nextCacheId.fetch_add(1, std::memory_order_relaxed)) {}
@@ -106,7 +107,7 @@ CachedNode* NodeCache::find(std::uint64_t hash, std::uint64_t base, std::u16stri
   for (std::size_t way = set; way < set + ways; ++way) {
     if (m_hashes[way] != hash) continue;
     CachedNode* node = m_nodes[way].get();
-    if (node == nullptr || node->m_base != base || !isSame(node->m_path, path)) continue;
+    if (node == nullptr || node->m_base != base || !node->isAt(path)) continue;
     node->m_lastUse = ++m_clock;
     return node;
   }
@@ -142,7 +143,9 @@ bool NodeCache::isCurrent(const Moment& moment, CachedNode& node) {
     node.m_number = moment.number;
   } else {
     node.m_number = 0;  // should the record prove damaged, nothing of it may be used
-    node.load(*record, moment.number);
+    const std::u16string path(reinterpret_cast<const char16_t*>(node.m_bytes.data()),
+                              node.m_pathSize / sizeof(char16_t));
+    node.load(path, *record, moment.number);
   }
   return true;
 }
@@ -171,11 +174,10 @@ CachedNode* NodeCache::load(const Moment& moment, const NodeRef& base, std::u16s
   std::uint64_t& tag = m_hashes[node.m_serial & (capacity - 1)];
   tag = 0;  // unfindable until it is whole
   node.m_number = 0;
-  node.load(*record, 0);
+  node.load(path, *record, 0);
   const std::size_t leaf = path.rfind(u'\\') + 1;
   if (!isNamed(node.m_view, *place, path.substr(leaf))) return nullptr;
   if (path.empty() && node.m_view.header().id != base.id) return nullptr;
-  node.m_path.assign(path);
   node.m_base = base.id;
   node.m_ref = {*place, node.m_view.header().id};
   tag = hash;

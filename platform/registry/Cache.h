@@ -3,7 +3,6 @@
 // and is used as it stands only under that same transaction; otherwise it is held against the store.
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -48,18 +47,20 @@ private:
     std::string data;
   };
 
-  void load(std::string_view record, std::uint64_t number);
+  void load(std::u16string_view path, std::string_view record, std::uint64_t number);
+  bool isAt(std::u16string_view path) const;
   std::optional<ValueRef> outsideValue(const Moment& moment, std::string_view folded);
 
+  // What a hit looks at lies together, and the path beside the record.
   std::uint64_t m_serial = 0;
-  std::uint64_t m_base = 0;
   std::uint64_t m_number = 0;
+  std::uint64_t m_base = 0;
   std::uint32_t m_lastUse = 0;
-  std::u16string m_path;
-  NodeRef m_ref;
-  std::string m_record;
+  std::uint32_t m_pathSize = 0;  // bytes
+  std::string m_bytes;           // the path as it was asked for, then the record
   NodeView m_view;
   std::vector<Answer> m_answers;
+  NodeRef m_ref;
 };
 
 class NodeCache {
@@ -90,8 +91,7 @@ private:
   std::uint64_t m_id;
   std::uint64_t m_nextSerial = capacity;
   std::uint32_t m_clock = 0;
-  std::vector<std::uint64_t>
-      m_hashes;  // of the nodes beside them, together so that a search stays in one line
+  std::vector<std::uint64_t> m_hashes;  // beside the nodes, together so that a search stays in one line
   std::vector<std::unique_ptr<CachedNode>> m_nodes;
 };
 

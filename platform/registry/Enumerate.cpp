@@ -71,16 +71,16 @@ private:
 class Values {
 public:
   Values(const Moment& moment, const NodeView& node, std::string_view start, bool beyond)
-      : m_node(node), m_outside(moment.txn, moment.tables->values, node.header().id) {
-    const auto& inside = node.values();
-    while (m_inside < inside.size() &&
-           (inside[m_inside].folded < start || (beyond && inside[m_inside].folded == start))) {
+      : m_inside(node.begin()),
+        m_end(node.end()),
+        m_outside(moment.txn, moment.tables->values, node.header().id) {
+    while (m_inside != m_end && ((*m_inside).folded < start || (beyond && (*m_inside).folded == start))) {
       ++m_inside;
     }
     m_outside.seek(start, beyond);
   }
 
-  bool atEnd() const { return m_inside == m_node.values().size() && m_outside.atEnd(); }
+  bool atEnd() const { return m_inside == m_end && m_outside.atEnd(); }
   void next() {
     if (isInside()) {
       ++m_inside;
@@ -88,12 +88,10 @@ public:
       m_outside.next();
     }
   }
-  std::string_view storedName() const {
-    return isInside() ? m_node.values()[m_inside].folded : m_outside.name();
-  }
+  std::string_view storedName() const { return isInside() ? (*m_inside).folded : m_outside.name(); }
   NamedValue value() const {
     if (isInside()) {
-      const InlineValue& value = m_node.values()[m_inside];
+      const InlineValue value = *m_inside;
       return {value.type, value.name, value.data};
     }
     const OutsideValue value = OutsideValue::decode(m_outside.data());
@@ -102,12 +100,12 @@ public:
 
 private:
   bool isInside() const {
-    if (m_inside == m_node.values().size()) return false;
-    return m_outside.atEnd() || m_node.values()[m_inside].folded < m_outside.name();
+    if (m_inside == m_end) return false;
+    return m_outside.atEnd() || (*m_inside).folded < m_outside.name();
   }
 
-  const NodeView& m_node;
-  std::size_t m_inside = 0;
+  NodeView::Iterator m_inside;
+  NodeView::Iterator m_end;
   Entries m_outside;
 };
 

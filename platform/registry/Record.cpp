@@ -34,6 +34,7 @@ public:
     return part;
   }
   bool atEnd() const { return m_rest.empty(); }
+  std::string_view rest() const { return m_rest; }
 
 private:
   std::string_view m_rest;
@@ -56,16 +57,38 @@ std::string& seal(std::string& record) {
 constexpr std::size_t headSize = 4 + 1 + 1 + 2 + 3 * 8 + 7 * 4 + 4;
 constexpr std::size_t valueHeadSize = 4 + 2 + 1 + 1;
 
-InlineValue readValue(Reader& in) {
-  InlineValue value{};
-  value.type = in.number<std::uint32_t>();
-  const auto dataSize = in.number<std::uint16_t>();
-  const auto foldedSize = in.number<std::uint8_t>();
-  const auto nameSize = in.number<std::uint8_t>();
-  value.folded = in.bytes(foldedSize);
-  value.name = in.bytes(nameSize);
-  value.data = in.bytes(dataSize);
-  return value;
+// Where a value's sizes stand in its head.
+constexpr std::size_t dataSizeAt = 4;
+constexpr std::size_t foldedSizeAt = 6;
+constexpr std::size_t nameSizeAt = 7;
+
+template <class Number>
+Number numberAt(const char* at) {
+  Number number{};
+  std::memcpy(&number, at, sizeof number);
+  return number;
+}
+
+struct ValueSizes {
+  std::size_t folded;
+  std::size_t name;
+  std::size_t data;
+
+  explicit ValueSizes(const char* at)
+      : folded(static_cast<unsigned char>(at[foldedSizeAt])),
+        name(static_cast<unsigned char>(at[nameSizeAt])),
+        data(numberAt<std::uint16_t>(at + dataSizeAt)) {}
+  std::size_t whole() const { return valueHeadSize + folded + name + data; }
+};
+
+InlineValue valueAt(const char* at) {
+  const ValueSizes sizes(at);
+  const char* const folded = at + valueHeadSize;
+  const char* const name = folded + sizes.folded;
+  return {numberAt<std::uint32_t>(at),
+          {folded, sizes.folded},
+          {name, sizes.name},
+          {name + sizes.name, sizes.data}};
 }
 
 }  // namespace
@@ -101,9 +124,34 @@ void NodeView::decode(std::string_view record) {
   m_header.depth = in.number<std::uint32_t>();
   const auto inside = in.number<std::uint32_t>();
   m_name = in.bytes(nameSize);
-  m_values.clear();
-  for (std::uint32_t i = 0; i < inside; ++i) m_values.push_back(readValue(in));
+  m_values = in.rest();
+  for (std::uint32_t i = 0; i < inside; ++i) {
+    const std::size_t size = ValueSizes(in.bytes(valueHeadSize).data()).whole();
+    in.bytes(size - valueHeadSize);
+  }
   if (!in.atEnd()) damaged();
+}
+
+std::optional<InlineValue> NodeView::find(std::string_view folded) const {
+  const char* at = m_values.data();
+  const char* const end = at + m_values.size();
+  while (at != end) {
+    const ValueSizes sizes(at);
+    if (sizes.folded == folded.size() && std::memcmp(at + valueHeadSize, folded.data(), folded.size()) == 0) {
+      return valueAt(at);
+    }
+    at += sizes.whole();
+  }
+  return std::nullopt;
+}
+
+InlineValue NodeView::Iterator::operator*() const {
+  return valueAt(m_at);
+}
+
+NodeView::Iterator& NodeView::Iterator::operator++() {
+  m_at += ValueSizes(m_at).whole();
+  return *this;
 }
 
 NodeView::Identity NodeView::peek(std::string_view record) {
@@ -116,8 +164,7 @@ NodeView::Identity NodeView::peek(std::string_view record) {
 
 NodeRecord NodeRecord::from(const NodeView& view) {
   NodeRecord record{view.header(), std::string(view.name()), {}};
-  record.values.reserve(view.values().size() + 1);
-  for (const InlineValue& value : view.values()) {
+  for (const InlineValue value : view) {
     record.values.push_back(
         {value.type, std::string(value.folded), std::string(value.name), std::string(value.data)});
   }

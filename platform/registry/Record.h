@@ -38,15 +38,11 @@ struct InlineValue {
   std::string_view data;
 };
 
-// Reads a key's record where it lies. Every function that decodes throws Failure with
+// Reads a key's record where it lies; a view is as small as the record is in one piece, since this is what
+// a read of a parameter goes through. Every function that decodes throws Failure with
 // ERROR_REGISTRY_CORRUPT for a record whose check sum or lengths are wrong.
 class NodeView {
 public:
-  NodeView() = default;
-  // Checks the sum and every length; afterwards nothing can point outside the record. The list of values
-  // is kept by the view and reused when it decodes again.
-  void decode(std::string_view record);
-
   // Whose record it is and how often it changed, without a check of the rest.
   struct Identity {
     std::uint64_t id;
@@ -54,20 +50,32 @@ public:
   };
   static Identity peek(std::string_view record);
 
+  // Checks the sum and every length; afterwards nothing can point outside the record.
+  void decode(std::string_view record);
+
   const NodeHeader& header() const { return m_header; }
   std::string_view name() const { return m_name; }
-  const std::vector<InlineValue>& values() const { return m_values; }  // by folded name, ascending
-  const InlineValue* find(std::string_view folded) const {
-    for (const InlineValue& value : m_values) {
-      if (value.folded == folded) return &value;
-    }
-    return nullptr;
-  }
+  std::optional<InlineValue> find(std::string_view folded) const;
+
+  // The values inside the record, by folded name, ascending.
+  class Iterator {
+  public:
+    InlineValue operator*() const;
+    Iterator& operator++();
+    bool operator==(const Iterator&) const = default;
+
+  private:
+    friend class NodeView;
+    explicit Iterator(const char* at) : m_at(at) {}
+    const char* m_at;
+  };
+  Iterator begin() const { return Iterator(m_values.data()); }
+  Iterator end() const { return Iterator(m_values.data() + m_values.size()); }
 
 private:
   NodeHeader m_header;
   std::string_view m_name;
-  std::vector<InlineValue> m_values;
+  std::string_view m_values;
 };
 
 // A key's record in parts that own their bytes, for changing it.

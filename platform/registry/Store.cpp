@@ -129,7 +129,7 @@ void Store::openEnvironment() {
       m_readOnly = flags != 0;
       if (result != EROFS && result != EACCES) break;
     }
-    if (result != ENOMEM) break;
+    if (result != ENOMEM && result != EINVAL) break;  // both are said of a map too large
   }
   check(result);
   openToGroup(m_directory);

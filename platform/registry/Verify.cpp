@@ -55,7 +55,9 @@ private:
     claim.exists = true;
     claim.subKeys = header.subKeys;
     claim.outside = header.outside;
-    if (header.values != header.outside + m_view.values().size()) {
+    std::uint32_t values = header.outside;
+    for (auto value = m_view.begin(); value != m_view.end(); ++value) ++values;
+    if (header.values != values) {
       throw "the key \"" + std::string(m_view.name()) + "\" miscounts its values";
     }
     ++m_claims[ownerOf(key)].subKeysFound;

@@ -59,20 +59,19 @@ public:
     const OpenKey key = target(handle, need);
     m_id = key.node.id;
     if (m_reading.isInTransaction()) {
-      if (!m_reading.tree().read(key.node, m_ownView)) throw Failure(ERROR_KEY_DELETED);
+      if (!m_reading.tree().read(key.node, m_own.emplace())) throw Failure(ERROR_KEY_DELETED);
       return;
     }
     m_cached = m_reading.thread().cache().open(m_reading.moment(), key.node);
     if (m_cached == nullptr) throw Failure(ERROR_KEY_DELETED);
   }
 
-  const NodeView& view() const { return m_cached != nullptr ? m_cached->view() : m_ownView; }
+  const NodeView& view() const { return m_cached != nullptr ? m_cached->view() : *m_own; }
 
   std::optional<ValueRef> value(std::u16string_view name) {
     const FoldedName folded(name);
     if (m_cached != nullptr) return m_cached->value(m_reading.moment(), folded.view());
-    if (const InlineValue* inside = m_ownView.find(folded.view()))
-      return ValueRef{inside->type, inside->data};
+    if (const auto inside = m_own->find(folded.view())) return ValueRef{inside->type, inside->data};
     const auto outside = m_reading.tree().outside(m_id, folded.view());
     return outside ? std::optional(ValueRef{outside->type, outside->data}) : std::nullopt;
   }
@@ -94,7 +93,7 @@ private:
 
   Reading m_reading;
   CachedNode* m_cached = nullptr;
-  NodeView m_ownView;
+  std::optional<NodeView> m_own;  // in a transaction, where the cache is out of play
   std::uint64_t m_id = rootId;
 };
 
@@ -108,15 +107,21 @@ LSTATUS openInTransaction(const Reading& reading, const NodeRef& base, std::u16s
   return ERROR_SUCCESS;
 }
 
+// The key that a path starts from, as of now.
+const NodeRef& baseOf(HKEY handle, OpenKey& own) {
+  if (const std::uint64_t hive = hiveId(handle); hive != rootId) return hiveRef(hive);
+  own = target(handle, 0);
+  return own.node;
+}
+
 LSTATUS openKey(HKEY key, std::u16string_view path, REGSAM rights, HKEY* result) {
   const Reading reading;
-  const OpenKey base = target(key, 0);
-  if (reading.isInTransaction()) return openInTransaction(reading, base.node, path, rights, result);
+  OpenKey own;
+  const NodeRef& base = baseOf(key, own);
+  if (reading.isInTransaction()) return openInTransaction(reading, base, path, rights, result);
   NodeCache& cache = reading.thread().cache();
-  if (base.node.id >= firstFreeId && cache.open(reading.moment(), base.node) == nullptr) {
-    return ERROR_KEY_DELETED;
-  }
-  const CachedNode* node = cache.open(reading.moment(), base.node, path);
+  if (base.id >= firstFreeId && cache.open(reading.moment(), base) == nullptr) return ERROR_KEY_DELETED;
+  const CachedNode* node = cache.open(reading.moment(), base, path);
   if (node == nullptr) return ERROR_FILE_NOT_FOUND;
   *result = makeHandle(node->ref(), rights, {cache.id(), node->serial()});
   return ERROR_SUCCESS;
