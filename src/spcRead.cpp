@@ -1,6 +1,8 @@
 // The GetPar family: one read, to which each form brings the place of its value.
 #include <algorithm>
+#include <optional>
 
+#include "platform/registry/RegistryView.h"
 #include "src/RgNode.h"
 #include "src/spc.h"
 #include "src/spcForms.h"
@@ -146,11 +148,17 @@ bool Spc::ReadPar(const char16_t* topic, const char16_t* par, ReadForm& form, st
   const std::int32_t ownNoErrMsg = form.traits.alwaysReports ? 0 : noErrMsg;
   if (form.IsNull()) return Fail(code, ERROR_INVALID_PARAMETER, par, ownNoErrMsg);
 
+  // One look at the store serves all steps of a local read, which makes them a good deal cheaper. It ends
+  // before anything that may take long.
+  std::optional<RegistryView> view(std::in_place);
   RgNode node;
   UnicodeString path;
   const client::Placement placement = OpenPar(node, path, topic, par, code, ownNoErrMsg);
   if (placement == client::Placement::Failed) return false;
-  if (placement == client::Placement::Remote) return ReadRemote(topic, par, form, code, noErrMsg);
+  if (placement == client::Placement::Remote) {
+    view.reset();
+    return ReadRemote(topic, par, form, code, noErrMsg);
+  }
   if (!IsValidDataType(node, par, form.traits.letter, code, noErrMsg)) return false;
 
   std::int32_t failure = 0;
@@ -160,6 +168,7 @@ bool Spc::ReadPar(const char16_t* topic, const char16_t* par, ReadForm& form, st
     return Fail(code, failure, name, ownNoErrMsg);
   }
   if (!form.traits.isText || !IsAttrDecrypt(node, noErrMsg)) return true;
+  view.reset();
   // Only an overridden DecryptStr can make a text longer than it was.
   return form.SetText(DecryptStr(form.Text())) || Fail(code, ERROR_MORE_DATA, path, ownNoErrMsg);
 }
