@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
+#include "platform/registry/RegistryView.h"
 #include "platform/registry/registry.h"
 #include "tools/sps/Attributes.h"
 #include "tools/sps/Commands.h"
@@ -69,6 +70,7 @@ void openParameter(Context& context, RgNode& node, const std::string& verb, cons
 }
 
 void listAttributes(Context& context, const ParameterName& name) {
+  const RegistryView view;
   RgNode node;
   openParameter(context, node, "read", name);
   std::vector<Row> rows;

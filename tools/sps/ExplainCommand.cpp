@@ -1,6 +1,7 @@
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
+#include "platform/registry/RegistryView.h"
 #include "tools/sps/Attributes.h"
 #include "tools/sps/Commands.h"
 #include "tools/sps/Explain.h"
@@ -96,6 +97,7 @@ Json explainJson(Context& context, const ParameterName& name, const Explanation&
 void runExplain(Context& context, const ExplainArguments& arguments) {
   const ParameterName name = parameterName(arguments.name);
   const char16_t letter = arguments.type.empty() ? u'\0' : typeLetter(arguments.type);
+  const RegistryView view;
   const Explanation explanation = explainRead(context.Parameters(), name.topic, name.par, letter);
   context.Answer([&] { return explainText(context, name, explanation, arguments.reveal); },
                  [&] { return explainJson(context, name, explanation, arguments.reveal); });

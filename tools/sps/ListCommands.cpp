@@ -1,6 +1,7 @@
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
+#include "platform/registry/RegistryView.h"
 #include "tools/sps/Attributes.h"
 #include "tools/sps/Commands.h"
 #include "tools/sps/Failure.h"
@@ -115,6 +116,7 @@ Json spaceJson(Context& context) {
 
 void runList(Context& context, const ListArguments& arguments) {
   if (arguments.spaces && arguments.hasTopic) throw WrongUsage("a TOPIC and --spaces exclude each other");
+  const RegistryView view;
   RgNode node;
   if (arguments.spaces) {
     openKey(context, node, context.Parameters().RootPath(), "the process spaces",
@@ -169,6 +171,7 @@ Json treeJson(Context& context, const std::vector<ListedTopic>& topics) {
 }
 
 void runTree(Context& context, const ListArguments& arguments) {
+  const RegistryView view;
   std::vector<std::u16string> names;
   if (arguments.hasTopic) {
     names.push_back(keyName(arguments.topic, "topic"));

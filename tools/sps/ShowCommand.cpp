@@ -1,6 +1,7 @@
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
+#include "platform/registry/RegistryView.h"
 #include "tools/sps/Attributes.h"
 #include "tools/sps/Commands.h"
 #include "tools/sps/ParameterKey.h"
@@ -93,6 +94,7 @@ Json showJson(Json answer, const ParameterKey& key, bool reveal) {
 void runShow(Context& context, const ShowArguments& arguments) {
   const ParameterName name = parameterName(arguments.name);
   Client& client = context.Parameters();
+  const RegistryView view;
   RgNode node;
   std::uint32_t err = 0;
   if (!client.Open(node, name.topic, name.par, err)) context.RefuseParameter("show", name, err);

@@ -1,6 +1,7 @@
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
+#include "platform/registry/RegistryView.h"
 #include "tools/sps/Commands.h"
 #include "tools/sps/Failure.h"
 #include "tools/sps/Text.h"
@@ -29,6 +30,7 @@ struct Written {
 };
 
 Value getValue(Context& context, const ParameterName& name) {
+  const RegistryView view;
   Value value = declaredValue(context, "read", name);
   std::uint32_t err = 0;
   context.Log().Clear();

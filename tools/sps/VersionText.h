@@ -5,6 +5,6 @@
 
 namespace tool {
 
-std::string versionText();  // "4.3.1900"
+std::string versionText();  // MAJOR.MINOR.BUILD
 
 }  // namespace tool

@@ -1,0 +1,71 @@
+// What holds for every command: wrong usage, streams, colours, trace.
+#include "tests/tool/ToolTest.h"
+
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+
+namespace {
+
+class WrongUsage : public ToolTest, public testing::WithParamInterface<Arguments> {};
+
+TEST_P(WrongUsage, IsToldOnStandardErrorAndTouchesNoStore) {
+  const RunResult run = Run(GetParam());
+  EXPECT_TRUE(exitsWith(2, run));
+  EXPECT_EQ(run.out, "");
+  EXPECT_THAT(run.err, StartsWith("sps: "));
+  EXPECT_THAT(run.err, HasSubstr("--help"));
+  EXPECT_FALSE(std::filesystem::exists(Path("store")));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Table, WrongUsage,
+    testing::Values(Arguments{}, Arguments{"gte", "T", "P"}, Arguments{"get"}, Arguments{"get", "T"},
+                    Arguments{"get", "T", "P", "more"}, Arguments{"get", "T", "P", "--colour"},
+                    Arguments{"set", "T", "P"}, Arguments{"set", "T", "P", "1", "--stdin"},
+                    Arguments{"create", "T", "P"}, Arguments{"create", "T", "P", "--type", "X"},
+                    Arguments{"create", "T", "P", "--type", "I", "--override", "X"}, Arguments{"rm"},
+                    Arguments{"rm", "T", "--value", "V", "--yes"}, Arguments{"ls", "T", "--spaces"},
+                    Arguments{"import"}, Arguments{"export", "HKLM", "--all"}, Arguments{"store"},
+                    Arguments{"store", "copy"}, Arguments{"explain", "T", "P", "--as", "Q"},
+                    Arguments{"--space", "a\\b", "ls"}, Arguments{"--server", "x", "ls"}));
+
+class Streams : public ToolTest {};
+
+TEST_F(Streams, HelpIsAnAnswer) {
+  const std::string help = Out({"--help"});
+  for (const char* command : {"get", "set", "create", "attr", "rm", "ls", "tree", "show", "explain", "dirs",
+                              "logmode", "import", "export", "store", "version"}) {
+    EXPECT_THAT(help, HasSubstr("\n  " + std::string(command) + ' '));
+    EXPECT_THAT(Out({command, "--help"}), HasSubstr("Usage: sps " + std::string(command)));
+  }
+}
+
+TEST_F(Streams, AnAnswerThatCannotBeWrittenIsAFailure) {
+  const RunResult run = RunInto("/dev/full", {"version"});
+  EXPECT_TRUE(exitsWith(1, run));
+  EXPECT_THAT(run.err, HasSubstr("cannot write the answer"));
+}
+
+TEST_F(Streams, ColoursAreForTerminalsThatWantThem) {
+  const Arguments failing = {"get", "T", "P"};
+  EXPECT_THAT(RunOnTerminal(failing, "").out, HasSubstr("\033["));
+  EXPECT_THAT(Run(failing).err, Not(HasSubstr("\033[")));
+  m_environment["NO_COLOR"] = "1";
+  EXPECT_THAT(RunOnTerminal(failing, "").out, Not(HasSubstr("\033[")));
+}
+
+TEST_F(Streams, TraceShowsTheLibrarysLines) {
+  const RunResult run = Run({"get", "T", "P", "--trace"});
+  EXPECT_THAT(run.err, HasSubstr("Process space currently valid: Default"));
+  EXPECT_THAT(run.err,
+              HasSubstr(" Open node for HKEY_LOCAL_MACHINE\\Software\\Velor\\SPS\\Default\\T\\P failed"));
+}
+
+TEST_F(Streams, TheNextStepKeepsStoreAndSpaceAndQuotes) {
+  Out({"create", "Main pump", "P", "--type", "I", "--space", "North"});
+  const RunResult run = Run({"get", "Main pump", "Q", "--space", "North"});
+  EXPECT_THAT(run.err, HasSubstr("sps: next: sps --space North ls 'Main pump'\n"));
+}
+
+}  // namespace
