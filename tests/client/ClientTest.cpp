@@ -1,0 +1,118 @@
+#include "tests/client/ClientTest.h"
+
+#include <stdlib.h>
+
+#include "platform/registry/RegistryStore.h"
+#include "platform/support/Utf.h"
+
+void PrintTo(const UnicodeString& text, std::ostream* out) {
+  *out << '"' << support::toUtf8(text.View()) << '"';
+}
+
+ClientTest::ClientTest() {
+  std::string name = (std::filesystem::temp_directory_path() / "sps-client-XXXXXX").string();
+  if (!mkdtemp(name.data())) throw std::runtime_error("no temporary directory");
+  m_directory = name;
+  registry::useStore(name);
+  m_sink = trace::addSink(
+      [this](const trace::Line& line) {
+        if (!line.source.starts_with(u"src\\")) return;
+        const bool isBack = line.channel == trace::Channel::BackTrace;
+        const std::string level = isBack ? std::to_string(line.level) : std::string(1, char(line.level));
+        const std::string tag = isBack ? support::toUtf8(line.tag) + "|" : "";
+        EXPECT_GT(line.sourceLine, 0);
+        m_lines.push_back(level + "|" + tag + support::toUtf8(line.source) + "|" +
+                          support::toUtf8(line.text));
+      },
+      trace::allLevels);
+}
+
+ClientTest::~ClientTest() {
+  trace::removeSink(m_sink);
+  registry::useStore("");
+  std::filesystem::remove_all(m_directory);
+}
+
+std::vector<std::string> ClientTest::Lines() {
+  return std::exchange(m_lines, {});
+}
+
+std::string plain(char level, const std::string& text) {
+  return std::string(1, level) + R"(|src\spc|)" + text;
+}
+
+std::string back(int level, const std::string& text) {
+  return std::to_string(level) + R"(|SPC-SPC1|src\spc|)" + text;
+}
+
+std::string nodeTrace(int level, const std::string& text) {
+  return std::to_string(level) + R"(|SPC-RgNode|src\RgNode|)" + text;
+}
+
+std::string openFailed(const std::string& path) {
+  return nodeTrace(1, " Open node for " + path + " failed");
+}
+
+std::u16string keyPath(const std::u16string& topic, const std::u16string& par) {
+  return u"HKEY_LOCAL_MACHINE\\Software\\Velor\\SPS\\Default\\" + topic + u"\\" + par;
+}
+
+const std::string nameOfP = R"(Software\Velor\SPS\Default\T\P)";
+const std::string pathOfP = R"(HKEY_LOCAL_MACHINE\)" + nameOfP;
+
+Par::Par(const char16_t* topic, const char16_t* par, char16_t letter) {
+  EXPECT_TRUE(m_node.Init(keyPath(topic, par).c_str(), true, false));
+  Raw(u"@type", REG_BINARY, &letter, sizeof letter);
+}
+
+Par& Par::Raw(const char16_t* name, std::uint32_t type, const void* data, std::size_t size) {
+  EXPECT_TRUE(m_node.SetValue(name, static_cast<const std::uint8_t*>(data), std::uint32_t(size), type));
+  return *this;
+}
+
+Par& Par::Override(char16_t letter) {
+  return Raw(u"@override", REG_BINARY, &letter, sizeof letter);
+}
+
+Par& Par::Flag(const char16_t* name) {
+  return Raw(name, REG_NONE, nullptr, 0);
+}
+
+Par& Par::Text(const char16_t* name, const UnicodeString& text) {
+  EXPECT_TRUE(m_node.SetValue(name, text));
+  return *this;
+}
+
+Par& Par::Expandable(const char16_t* name, const std::u16string& text) {
+  return Raw(name, REG_EXPAND_SZ, text.c_str(), (text.size() + 1) * 2);
+}
+
+Par& Par::Number(const char16_t* name, std::int32_t number) {
+  return Raw(name, REG_DWORD, &number, sizeof number);
+}
+
+Par& Par::Bytes(const char16_t* name, const std::vector<std::uint8_t>& bytes) {
+  return Raw(name, REG_BINARY, bytes.data(), bytes.size());
+}
+
+Par& Par::Without(const char16_t* name) {
+  EXPECT_TRUE(m_node.DelValue(name));
+  return *this;
+}
+
+Par::Stored Par::Value(const char16_t* name) {
+  std::vector<std::uint8_t> room(1 << 16);
+  std::uint32_t size = std::uint32_t(room.size());
+  std::uint32_t type = 0;
+  if (!m_node.GetValue(name, room.data(), &size, type)) return {};
+  room.resize(size);
+  return {type, room};
+}
+
+UnicodeString Par::TextOf(const char16_t* name) {
+  const Stored stored = Value(name);
+  if (stored.type < 0) return u"(none)";
+  std::u16string text(stored.bytes.size() / 2, u'\0');
+  std::copy(stored.bytes.begin(), stored.bytes.end(), reinterpret_cast<std::uint8_t*>(text.data()));
+  return UnicodeString(text.c_str());
+}

@@ -1,0 +1,159 @@
+#include <stdlib.h>
+
+#include <memory>
+
+#include "src/SpSrvClntEx.h"
+#include "tests/client/ClientTest.h"
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+TEST(Version, IsTheLibrarys) {
+  EXPECT_EQ(SpcGetVersion(), 0x0403076CU);
+}
+
+TEST_F(ClientTest, ANewObjectIsReadyWithoutInit) {
+  OpenSpc spc;
+  EXPECT_EQ(spc.GetRootName(), u"HKEY_LOCAL_MACHINE\\Software\\Velor\\SPS");
+  EXPECT_EQ(spc.GetPrcSpaceName(), u"Default");
+  EXPECT_EQ(spc.GetUpdPropName(), u"");
+  EXPECT_FALSE(spc.IsConnected());
+  EXPECT_TRUE(spc.IsLocalAccess());
+  EXPECT_FALSE(spc.IsReplicate());
+  EXPECT_FALSE(spc.IsDisableLog());
+  EXPECT_THAT(Lines(), IsEmpty());
+}
+
+TEST_F(ClientTest, InitTakesTheProcessSpaceFromTheEnvironment) {
+  const struct {
+    const char* value;
+    const char16_t* space;
+    std::string name;
+  } cases[] = {{nullptr, u"Default", "Default"},
+               {"", u"Default", "Default"},
+               {"0", u"Default", "Default"},
+               {"00", u"00", "00"},
+               {"X", u"X", "X"},
+               {nullptr, u"Default", "Default"}};
+  OpenSpc spc;
+  spc.SetPrcSpace(u"other");
+  EXPECT_EQ(spc.GetPrcSpaceName(), u"other");
+  for (const auto& c : cases) {
+    c.value ? ::setenv("PROCESS_SPACE", c.value, 1) : ::unsetenv("PROCESS_SPACE");
+    EXPECT_TRUE(spc.Init());
+    EXPECT_EQ(spc.GetPrcSpaceName(), c.space);
+    EXPECT_THAT(Lines(), ElementsAre(back(1, "Process space currently valid: " + c.name)));
+  }
+}
+
+TEST_F(ClientTest, PathsAreJoinedUnchecked) {
+  OpenSpc spc;
+  spc.SetPrcSpace(u"X");
+  UnicodeString path = u"before";
+  EXPECT_TRUE(spc.GetParPath(path, u"T", u"P"));
+  EXPECT_EQ(path, u"HKEY_LOCAL_MACHINE\\Software\\Velor\\SPS\\X\\T\\P");
+  EXPECT_TRUE(spc.GetParPath(path, u"", u"P"));
+  EXPECT_EQ(path, u"HKEY_LOCAL_MACHINE\\Software\\Velor\\SPS\\X\\\\P");
+  EXPECT_TRUE(spc.GetParPath(path, nullptr, path));
+  EXPECT_EQ(path,
+            u"HKEY_LOCAL_MACHINE\\Software\\Velor\\SPS\\X\\\\"
+            u"HKEY_LOCAL_MACHINE\\Software\\Velor\\SPS\\X\\\\P");
+}
+
+TEST_F(ClientTest, SettersReturnThePreviousName) {
+  OpenSpc spc(u"a workstation of some length", u"user", nullptr);
+  const char16_t* previous = spc.SetWorkstation(u"second");
+  EXPECT_EQ(UnicodeString(spc.SetUser(nullptr)), u"user");
+  EXPECT_EQ(UnicodeString(previous), u"a workstation of some length");
+  previous = spc.SetWorkstation(previous);
+  EXPECT_EQ(UnicodeString(previous), u"second");
+  EXPECT_EQ(UnicodeString(spc.SetWorkstation(u"")), u"a workstation of some length");
+  EXPECT_EQ(UnicodeString(spc.SetUser(u"x")), u"");
+  EXPECT_EQ(UnicodeString(spc.SetPrcInstance(u"x")), u"");
+}
+
+class CopyTest : public ClientTest {
+protected:
+  CopyTest() : source(u"WS", u"U", u"I") {
+    Par(u'S').Override(u'W').Flag(u"@replicate").Flag(u"@disableLog");
+    EXPECT_TRUE(source.SetPar(u"T", u"P", UnicodeString(u"v")));
+    EXPECT_EQ(source.GetUpdPropName(), u"WS");
+    source.m_localAccess = false;
+    source.SetPrcSpace(u"X");
+    source.m_pSpSrvClnt = std::make_unique<SpSrvClntEx>();
+  }
+  void ExpectSettings(OpenSpc& spc) {
+    EXPECT_EQ(spc.GetPrcSpaceName(), u"X");
+    EXPECT_TRUE(spc.IsReplicate());
+    EXPECT_TRUE(spc.IsDisableLog());
+    EXPECT_FALSE(spc.IsLocalAccess());
+    EXPECT_TRUE(spc.IsConnected());
+    EXPECT_NE(spc.m_pSpSrvClnt, source.m_pSpSrvClnt);
+    EXPECT_EQ(UnicodeString(spc.SetWorkstation(nullptr)), u"WS");
+    EXPECT_EQ(UnicodeString(spc.SetUser(nullptr)), u"U");
+    EXPECT_EQ(UnicodeString(spc.SetPrcInstance(nullptr)), u"I");
+  }
+
+  OpenSpc source;
+};
+
+TEST_F(CopyTest, ACopyStartsWithoutLastWriteAndWords) {
+  OpenSpc copy(source);
+  ExpectSettings(copy);
+  EXPECT_EQ(copy.GetUpdPropName(), u"");
+  EXPECT_EQ(copy.m_logModeWords.GetSize(), 0);
+}
+
+TEST_F(CopyTest, AssignmentKeepsLastWriteAndWords) {
+  OpenSpc target;
+  ASSERT_FALSE(target.SetPar(u"T", u"P", UnicodeString(u"v"), nullptr, false) && false);
+  const UnicodeString updated = target.GetUpdPropName();
+  EXPECT_EQ(updated, u"@value");
+  const UnicodeString word = target.m_logModeWords[0];
+  target = source;
+  ExpectSettings(target);
+  EXPECT_EQ(target.GetUpdPropName(), updated);
+  EXPECT_EQ(target.m_logModeWords[0], word);
+
+  target = *&target;
+  EXPECT_TRUE(target.IsConnected());
+  source.m_pSpSrvClnt.reset();
+  target = source;
+  EXPECT_FALSE(target.IsConnected());
+}
+
+TEST_F(ClientTest, ConnectingWithoutATransportFails) {
+  OpenSpc spc(u"WS", nullptr, nullptr);
+  spc.m_pSpSrvClnt = std::make_unique<SpSrvClntEx>();
+  EXPECT_FALSE(spc.ConnectSpService(u"SYSPARSERVICE", false));
+  EXPECT_FALSE(spc.IsConnected());
+  EXPECT_TRUE(spc.IsLocalAccess());
+  EXPECT_EQ(UnicodeString(spc.SetUser(nullptr)), u"");
+  EXPECT_THAT(Lines(),
+              ElementsAre(R"(1|SPC-SrvClnt|src\SpSrvClnt|SpSrvClnt::Init, server is 'SYSPARSERVICE')",
+                          R"(E|src\SpSrvClnt|Failed connecting to SP service!)"));
+}
+
+TEST_F(ClientTest, ScramblingPadsAndTrims) {
+  const struct {
+    std::u16string plain;
+    std::u16string back;
+  } cases[] = {{u"", u""},
+               {u"   ", u""},
+               {u"\t\r\n", u""},
+               {u" one two ", u"one two"},
+               {u"secret", u"secret"},
+               {u"\u00E9\u4E2D\xD83D\xDE00\xFFFF\x0001", u"\u00E9\u4E2D\xD83D\xDE00\xFFFF\x0001"},
+               {std::u16string(5000, u'x'), std::u16string(5000, u'x')}};
+  OpenSpc spc;
+  for (const auto& c : cases) {
+    const UnicodeString stored = spc.EncryptStr(c.plain.c_str());
+    EXPECT_EQ(stored.GetLength(), std::int32_t(c.plain.size()) + 20);
+    EXPECT_EQ(stored.View().find(u"secret"), std::u16string_view::npos);
+    EXPECT_EQ(spc.DecryptStr(stored), c.back.c_str());
+  }
+}
+
+}  // namespace
