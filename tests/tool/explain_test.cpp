@@ -90,7 +90,7 @@ INSTANTIATE_TEST_SUITE_P(
              "@decrypt not asked 0",
              "@value",
              "1"}),
-    [](const auto& info) { return info.param.name; });
+    [](const auto& one) { return one.param.name; });
 
 class ExplainText : public ToolTest {};
 

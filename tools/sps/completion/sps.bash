@@ -1,0 +1,80 @@
+# Completion of sps for bash: commands, options, topics and parameters of the store that the line names.
+
+_sps_commands="get set create attr rm ls tree show explain dirs logmode import export store version"
+_sps_global="--space --workstation --user --instance --store --json --trace --help"
+
+_sps_options() {
+  case $1 in
+    set) echo "--stdin --encrypt --super --force" ;;
+    create) echo "--type --value --stdin --super --override --unit --description --readonly --replicate
+                  --disable-log --encrypt" ;;
+    attr) echo "--clear" ;;
+    rm) echo "--value --yes" ;;
+    ls) echo "--spaces --reveal" ;;
+    tree | show) echo "--reveal" ;;
+    explain) echo "--as --reveal" ;;
+    import) echo "--within --dry-run" ;;
+    export) echo "--all --output --utf16" ;;
+  esac
+}
+
+# Lines of names to COMPREPLY, quoted for the shell: names may hold blanks.
+_sps_offer() {
+  local name
+  while IFS= read -r name; do
+    [[ $name == "$cur"* ]] && COMPREPLY+=("$(printf '%q' "$name")")
+  done
+}
+
+_sps_names() {
+  local place=$1
+  case $place:$command in
+    1:get | 1:set | 1:create | 1:attr | 1:rm | 1:ls | 1:tree | 1:show | 1:explain)
+      _sps_offer < <(sps "${scope[@]}" ls 2>/dev/null) ;;
+    2:get | 2:set | 2:attr | 2:rm | 2:show | 2:explain)
+      # Columns stand two blanks apart, and the type is one character.
+      _sps_offer < <(sps "${scope[@]}" ls "$topic" 2>/dev/null | sed -E 's/ +[A-Z?-]  .*$//') ;;
+    3:attr) _sps_offer < <(printf '%s\n' type override readonly replicate disableLog encrypt decrypt unit \
+                                         description functional) ;;
+    1:dirs) _sps_offer < <(printf '%s\n' root bin config help install log syslog tmp) ;;
+    1:logmode) _sps_offer < <(printf '%s\n' dms dlgmgr mac) ;;
+    1:store) _sps_offer < <(printf '%s\n' info check copy restore) ;;
+    1:import) mapfile -t COMPREPLY < <(compgen -f -- "$cur") ;;
+    2:store) mapfile -t COMPREPLY < <(compgen -d -- "$cur") ;;
+  esac
+}
+
+_sps() {
+  local cur=${COMP_WORDS[COMP_CWORD]} command="" topic="" place=0 i word
+  local scope=()
+  COMPREPLY=()
+  for ((i = 1; i < COMP_CWORD; i++)); do
+    word=${COMP_WORDS[i]}
+    case $word in
+      --space | --store)
+        scope+=("$word" "${COMP_WORDS[i + 1]}")
+        ((i++)) ;;
+      --workstation | --user | --instance | --type | --value | --super | --override | --unit | --description | \
+        --as | --within | --output | -o)
+        ((i++)) ;;
+      -*) ;;
+      *)
+        if [[ -z $command ]]; then command=$word; else
+          ((place++))
+          if [[ $place -eq 1 ]]; then
+            # Quotes and backslashes of the shell go; the word is never evaluated.
+            topic=${word//[\\\"\']/}
+          fi
+        fi ;;
+    esac
+  done
+  if [[ $cur == -* ]]; then
+    mapfile -t COMPREPLY < <(compgen -W "$_sps_global $(_sps_options "$command")" -- "$cur")
+  elif [[ -z $command ]]; then
+    mapfile -t COMPREPLY < <(compgen -W "$_sps_commands" -- "$cur")
+  else
+    _sps_names $((place + 1))
+  fi
+}
+
+complete -F _sps sps
