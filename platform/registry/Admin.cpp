@@ -73,8 +73,10 @@ void sync(const std::string& path, int flags) {
   check(result);
 }
 
-void rename(const std::string& from, const std::string& to) {
-  if (::rename(from.c_str(), to.c_str()) != 0) check(errno);
+// Gives a file a second name, in the place of what had that name.
+void keepAs(const std::string& file, const std::string& name) {
+  if (::unlink(name.c_str()) != 0 && errno != ENOENT) check(errno);
+  if (::link(file.c_str(), name.c_str()) != 0) check(errno);
 }
 
 void replaceDataFile(const std::string& source, const std::string& directory) {
@@ -85,8 +87,9 @@ void replaceDataFile(const std::string& source, const std::string& directory) {
   if (error) throw Failure(toRegistryNumber(error.value()), error.value());
   (void)::chmod(incoming.c_str(), fileMode);
   sync(incoming, O_RDONLY);
-  if (hasDataFile(directory)) rename(current, directory + keptName);
-  rename(incoming, current);
+  // There is a data file at every moment: without one, the next access would make an empty store.
+  if (hasDataFile(directory)) keepAs(current, directory + keptName);
+  if (::rename(incoming.c_str(), current.c_str()) != 0) check(errno);
   sync(directory, O_RDONLY | O_DIRECTORY);
 }
 
@@ -116,6 +119,7 @@ LSTATUS copyStore(const std::string& targetDirectory) {
     check(result);
     (void)::chmod(file.c_str(), fileMode);
     sync(file, O_RDONLY);
+    sync(targetDirectory, O_RDONLY | O_DIRECTORY);
     return ERROR_SUCCESS;
   });
 }

@@ -4,6 +4,10 @@
 
 #include <cerrno>
 
+#include "platform/registry/RegistryStore.h"
+#include "platform/support/Trace.h"
+#include "platform/support/Utf.h"
+
 namespace registry {
 
 LSTATUS toRegistryNumber(int cause) {
@@ -43,6 +47,48 @@ LSTATUS toRegistryNumber(int cause) {
       return ERROR_INVALID_PARAMETER;
     default:
       return ERROR_REGISTRY_IO_FAILED;
+  }
+}
+
+const char16_t* describe(LSTATUS number) {
+  switch (number) {
+    case ERROR_ACCESS_DENIED:
+      return u"access is denied";
+    case ERROR_DISK_FULL:
+      return u"the disk is full";
+    case ERROR_NOT_REGISTRY_FILE:
+      return u"it is not a registry store";
+    case ERROR_REVISION_MISMATCH:
+      return u"it has the format of another version";
+    case ERROR_REGISTRY_CORRUPT:
+      return u"it is damaged";
+    case ERROR_NO_SYSTEM_RESOURCES:
+      return u"the system's limits are reached";
+    default:
+      return u"it cannot be read or written";
+  }
+}
+
+void report(const Failure& failure) noexcept {
+  switch (failure.number()) {
+    case ERROR_DISK_FULL:
+    case ERROR_REGISTRY_CORRUPT:
+    case ERROR_REGISTRY_IO_FAILED:
+    case ERROR_NO_SYSTEM_RESOURCES:
+      break;
+    default:
+      return;
+  }
+  if (failure.isReported()) return;
+  try {
+    const std::u16string where = support::toUtf16(storeDirectory());
+    const std::u16string cause =
+        support::toUtf16(failure.cause() != 0 ? mdb_strerror(failure.cause()) : "found by its own checks");
+    _DbgSetLine(u"platform\\registry", __LINE__, u'E');
+    _DbgOut(u"Registry store \"%s\" failed: %s (%ld, %s)", where.c_str(), describe(failure.number()),
+            failure.number(), cause.c_str());
+  } catch (const std::exception&) {
+    return;  // no memory for the line; the caller has the number
   }
 }
 

@@ -16,10 +16,14 @@ public:
   // What the layer below said, 0 where the number is our own verdict.
   int cause() const { return m_cause; }
   const char* what() const noexcept override { return "registry failure"; }
+  // Whether the trace has it already.
+  bool isReported() const { return m_isReported; }
+  void setReported() { m_isReported = true; }
 
 private:
   LSTATUS m_number;
   int m_cause;
+  bool m_isReported = false;
 };
 
 // The registry's number for a result of LMDB or for errno: the one place where they meet.
@@ -31,12 +35,18 @@ inline void check(int cause) {
     throw Failure(toRegistryNumber(cause), cause);
 }
 
+// What a number means to an operator.
+const char16_t* describe(LSTATUS number);
+// Writes the trace line for a failure that concerns the store and not the caller alone.
+void report(const Failure& failure) noexcept;
+
 // Runs a registry function's body. Nothing escapes.
 template <class Body>
 LSTATUS guarded(Body&& body) noexcept {
   try {
     return body();
   } catch (const Failure& failure) {
+    report(failure);
     return failure.number();
   } catch (const std::bad_alloc&) {
     return ERROR_NOT_ENOUGH_MEMORY;

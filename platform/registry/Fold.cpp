@@ -27,9 +27,10 @@ char32_t nextCodePoint(std::u16string_view text, std::size_t& at) {
   return 0x10000 + ((first - 0xD800) << 10) + (text[at++] - 0xDC00U);
 }
 
-// Full folding where it is one character, else the lower case: together these are the simple folding.
+// Full folding where it is one character, else the lower case: together these are the simple folding. The
+// capital I with dot alone has a lower case and no simple folding.
 char32_t foldCodePoint(char32_t c) {
-  if (isHigh(c) || isLow(c)) return c;
+  if (isHigh(c) || isLow(c) || c == 0x130) return c;
   utf8proc_int32_t folded[8];
   int boundClass = 0;
   const auto count =

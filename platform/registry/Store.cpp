@@ -3,6 +3,7 @@
 #include <pthread.h>
 
 #include <atomic>
+#include <cerrno>
 #include <map>
 #include <mutex>
 #include <vector>
@@ -24,12 +25,16 @@ constexpr std::size_t mapSizes[] = {std::size_t{64} << 30, std::size_t{8} << 30,
 // Guards what follows; taken before the first use of a store and at its change, never while reading.
 std::mutex g_mutex;
 std::string g_directory;  // as given to useStore
-std::shared_ptr<Store> g_current;
 LSTATUS g_lastFailure = ERROR_SUCCESS;
 
+// Both outlive all static objects, whose destructors may still use the registry.
+std::shared_ptr<Store>& current() {
+  static auto* const store = new std::shared_ptr<Store>;  // NOLINT(*-owning-memory)
+  return *store;
+}
 std::map<FileIdentity, std::weak_ptr<Store>>& openStores() {
-  static std::map<FileIdentity, std::weak_ptr<Store>> stores;
-  return stores;
+  static auto* const stores = new std::map<FileIdentity, std::weak_ptr<Store>>;  // NOLINT(*-owning-memory)
+  return *stores;
 }
 
 // What belongs to the parent of a fork, kept and never touched.
@@ -48,8 +53,8 @@ Abandoned& abandoned() {
 void forgetParentsStores() {
   g_processGeneration.fetch_add(1, std::memory_order_release);
   g_epoch.fetch_add(1, std::memory_order_release);
-  if (g_current) abandoned().stores.push_back(std::move(g_current));
-  g_current = nullptr;
+  if (current()) abandoned().stores.push_back(std::move(current()));
+  current() = nullptr;
   openStores().clear();
   g_mutex.unlock();
 }
@@ -60,26 +65,7 @@ void registerForkHandlers() {
   check(result);
 }
 
-const char16_t* describe(LSTATUS number) {
-  switch (number) {
-    case ERROR_ACCESS_DENIED:
-      return u"access is denied";
-    case ERROR_DISK_FULL:
-      return u"the disk is full";
-    case ERROR_NOT_REGISTRY_FILE:
-      return u"it is not a registry store";
-    case ERROR_REVISION_MISMATCH:
-      return u"it has the format of another version";
-    case ERROR_REGISTRY_CORRUPT:
-      return u"it is damaged";
-    case ERROR_NO_SYSTEM_RESOURCES:
-      return u"the system's limits are reached";
-    default:
-      return u"it cannot be read or written";
-  }
-}
-
-void report(const std::string& directory, const Failure& failure) {
+void reportUnusable(const std::string& directory, const Failure& failure) {
   const std::u16string where = support::toUtf16(directory);
   const std::u16string cause =
       support::toUtf16(failure.cause() != 0 ? mdb_strerror(failure.cause()) : "found by its own checks");
@@ -97,19 +83,23 @@ Store::~Store() {
 }
 
 std::shared_ptr<Store> Store::open(const std::string& directory) {
+  registerForkHandlers();
   makeDirectory(directory);
   if (!hasDataFile(directory)) createStore(directory);
-  const FileIdentity identity = identify(directory + dataFileName);
+  const std::string file = directory + dataFileName;
+  const FileIdentity identity = identify(file);
   if (const auto known = openStores().find(identity); known != openStores().end()) {
     if (auto store = known->second.lock()) return store;
   }
   std::shared_ptr<Store> store(new Store(directory));
   store->openEnvironment();
+  Lengthening length(file, store->neededLength());
   store->adoptTables();
-  store->checkLength();
+  if (length.wasShort()) store->checkAll();
+  length.keep();
   store->clearDeadReaders();
   store->purgeVolatileKeys();
-  openStores()[identity] = store;
+  openStores()[store->identity()] = store;
   return store;
 }
 
@@ -144,17 +134,24 @@ void Store::adoptTables() {
 
 // A page past the end of the file kills whoever looks at it. Free pages at the end need not have been
 // written, so a short file is not yet a damaged one: it gets its length, and then every record is read.
-void Store::checkLength() {
+std::uint64_t Store::neededLength() const {
   MDB_envinfo info{};
   MDB_stat stat{};
   check(mdb_env_info(env(), &info));
   check(mdb_env_stat(env(), &stat));
-  const std::uint64_t wanted = (info.me_last_pgno + 1) * stat.ms_psize;
-  const std::string file = m_directory + dataFileName;
-  if (fileSize(file) >= wanted) return;
-  if (!lengthen(file, wanted)) throw Failure(ERROR_REGISTRY_CORRUPT);
+  return (info.me_last_pgno + 1) * stat.ms_psize;
+}
+
+void Store::checkAll() const {
   std::string finding;
   if (verify(*this, finding) != ERROR_SUCCESS) throw Failure(ERROR_REGISTRY_CORRUPT);
+}
+
+// Of the file that was opened: a restore may have put another one in its place since we looked.
+FileIdentity Store::identity() const {
+  int fd = -1;
+  check(mdb_env_get_fd(env(), &fd));
+  return identify(fd);
 }
 
 void Store::purgeVolatileKeys() {
@@ -167,7 +164,7 @@ void Store::purgeVolatileKeys() {
   Tree tree(txn.get(), m_tables);
   if (lastBoot(txn.get(), m_tables) != boot) tree.removeVolatileKeys();
   setLastBoot(txn.get(), m_tables, boot);
-  check(mdb_txn_commit(txn.release()));
+  commit(std::move(txn));
 }
 
 TxnPtr Store::begin(MDB_txn* parent, unsigned flags) const {
@@ -180,6 +177,12 @@ TxnPtr Store::begin(MDB_txn* parent, unsigned flags) const {
   return TxnPtr(txn);
 }
 
+void Store::commit(TxnPtr txn) const {
+  const int result = mdb_txn_commit(txn.release());
+  // A disk that fills up in the middle of a write cuts it short, which LMDB calls EIO.
+  check(result == EIO && isFull(m_directory) ? ENOSPC : result);
+}
+
 int Store::clearDeadReaders() const {
   int dead = 0;
   check(mdb_reader_check(env(), &dead));
@@ -187,24 +190,42 @@ int Store::clearDeadReaders() const {
 }
 
 std::shared_ptr<Store> currentStore() {
-  const std::lock_guard lock(g_mutex);
-  if (g_current) return g_current;
-  registerForkHandlers();
-  const std::string directory = g_directory.empty() ? defaultDirectory() : g_directory;
+  std::string directory;
+  bool isNews = false;
   try {
-    g_current = Store::open(directory);
-  } catch (const Failure& failure) {
-    if (g_lastFailure != failure.number()) report(directory, failure);
-    g_lastFailure = failure.number();
+    const std::lock_guard lock(g_mutex);
+    if (current()) return current();
+    directory = g_directory.empty() ? defaultDirectory() : g_directory;
+    try {
+      current() = Store::open(directory);
+    } catch (const Failure& failure) {
+      isNews = g_lastFailure != failure.number();
+      g_lastFailure = failure.number();
+      throw;
+    }
+    g_lastFailure = ERROR_SUCCESS;
+    return current();
+  } catch (Failure& failure) {  // outside of the lock, since a sink may look at the store
+    if (isNews) reportUnusable(directory, failure);
+    failure.setReported();
     throw;
   }
-  g_lastFailure = ERROR_SUCCESS;
-  return g_current;
+}
+
+void release(std::shared_ptr<Store> store) {
+  const std::lock_guard lock(g_mutex);
+  store = nullptr;
 }
 
 LSTATUS verifyDirectory(const std::string& directory, std::string& finding) {
-  const std::lock_guard lock(g_mutex);
-  return verify(*Store::open(directory), finding);
+  std::shared_ptr<Store> store;
+  {
+    const std::lock_guard lock(g_mutex);
+    store = Store::open(directory);
+  }
+  const LSTATUS result = verify(*store, finding);
+  release(std::move(store));
+  return result;
 }
 
 bool isOpenHere(const std::string& directory) {
@@ -222,14 +243,14 @@ void abandon(std::shared_ptr<Store> store, MDB_txn* txn) {
 
 std::string storeDirectory() {
   const std::lock_guard lock(g_mutex);
-  if (g_current) return g_current->directory();
+  if (current()) return current()->directory();
   return g_directory.empty() ? defaultDirectory() : g_directory;
 }
 
 void useStore(const std::string& directory) {
   const std::lock_guard lock(g_mutex);
   g_directory = directory;
-  g_current = nullptr;
+  current() = nullptr;
   g_lastFailure = ERROR_SUCCESS;
   g_storeGeneration.fetch_add(1, std::memory_order_release);
   g_epoch.fetch_add(1, std::memory_order_release);

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "platform/registry/Lmdb.h"
+#include "platform/registry/StoreFiles.h"
 #include "platform/registry/StoreFormat.h"
 
 namespace registry {
@@ -33,13 +34,17 @@ public:
   TxnPtr begin(MDB_txn* parent, unsigned flags) const;
   // Frees the places of processes that died; how many there were.
   int clearDeadReaders() const;
+  // Commits, durably where it is an outermost one. Throws Failure.
+  void commit(TxnPtr txn) const;
 
 private:
   explicit Store(std::string directory);
 
   void openEnvironment();
   void adoptTables();
-  void checkLength();
+  FileIdentity identity() const;
+  std::uint64_t neededLength() const;
+  void checkAll() const;
   void purgeVolatileKeys();
 
   std::string m_directory;
@@ -52,6 +57,9 @@ private:
 
 // The store that this process uses now, opened at the first call. Any thread. Throws Failure.
 std::shared_ptr<Store> currentStore();
+// Gives a store back. The last one closes it, which must not meet an open of the same file: closing drops
+// the locks that the whole process has on it.
+void release(std::shared_ptr<Store> store);
 // Checks the store in a directory, whether or not it is the one in use.
 LSTATUS verifyDirectory(const std::string& directory, std::string& finding);
 // True where this process has the directory's store open.

@@ -1,8 +1,9 @@
 #include "platform/registry/StoreFiles.h"
 
 #include <fcntl.h>
-#include <sys/random.h>
+#include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -118,18 +119,46 @@ FileIdentity identify(const std::string& file) {
   return {info.st_dev, info.st_ino};
 }
 
+FileIdentity identify(int fd) {
+  struct stat info {};
+  if (::fstat(fd, &info) != 0) check(errno);
+  return {info.st_dev, info.st_ino};
+}
+
 std::uint64_t fileSize(const std::string& file) {
   struct stat info {};
   if (::stat(file.c_str(), &info) != 0) check(errno);
   return static_cast<std::uint64_t>(info.st_size);
 }
 
-bool lengthen(const std::string& file, std::uint64_t size) {
-  const int fd = ::open(file.c_str(), O_RDWR | O_CLOEXEC);
-  if (fd < 0) return false;
-  const bool done = ::fallocate(fd, 0, static_cast<off_t>(size - 1), 1) == 0;
-  ::close(fd);
-  return done;
+bool isFull(const std::string& directory) {
+  constexpr std::uint64_t leastRoom = 64 * 1024;
+  struct statvfs info {};
+  return ::statvfs(directory.c_str(), &info) == 0 && info.f_bavail * info.f_frsize < leastRoom;
+}
+
+Lengthening::Lengthening(const std::string& file, std::uint64_t needed)
+    : m_fd(::open(file.c_str(), O_RDWR | O_CLOEXEC)), m_needed(needed) {
+  if (m_fd < 0) {  // a store that we may only read
+    if (fileSize(file) < needed) throw Failure(ERROR_REGISTRY_CORRUPT, errno);
+    m_before = needed;
+    return;
+  }
+  while (::flock(m_fd, LOCK_EX) != 0 && errno == EINTR) continue;
+  m_before = fileSize(file);
+  // Unlike ftruncate, this cannot shorten what a writer lengthens at the same time.
+  if (!wasShort() || ::fallocate(m_fd, 0, static_cast<off_t>(needed - 1), 1) == 0) return;
+  const int cause = errno;
+  ::close(m_fd);
+  throw Failure(cause == ENOSPC ? ERROR_DISK_FULL : ERROR_REGISTRY_CORRUPT, cause);
+}
+
+Lengthening::~Lengthening() {
+  if (m_fd < 0) return;
+  struct stat info {};
+  const bool isOurs = ::fstat(m_fd, &info) == 0 && static_cast<std::uint64_t>(info.st_size) == m_needed;
+  if (wasShort() && !m_kept && isOurs) (void)!::ftruncate(m_fd, static_cast<off_t>(m_before));
+  ::close(m_fd);
 }
 
 void openToGroup(const std::string& directory) {

@@ -32,9 +32,31 @@ bool hasDataFile(const std::string& directory);
 void createStore(const std::string& directory);
 
 FileIdentity identify(const std::string& file);
+FileIdentity identify(int fd);
 std::uint64_t fileSize(const std::string& file);
-// Lengthens a file to at least that size; never shortens it. False where the file system cannot.
-bool lengthen(const std::string& file, std::uint64_t size);
+// True where the directory's file system has no room to speak of.
+bool isFull(const std::string& directory);
+
+// Gives a file the length it needs, and at the end takes that back unless told to keep it: a file that is
+// refused stays as it is, to be refused the next time too. Of all processes one at a time gets past the
+// constructor, so none takes a lengthened file for a whole one.
+class Lengthening {
+public:
+  // Throws Failure with ERROR_REGISTRY_CORRUPT where the file is short and cannot be lengthened.
+  Lengthening(const std::string& file, std::uint64_t needed);
+  ~Lengthening();
+  Lengthening(const Lengthening&) = delete;
+  Lengthening& operator=(const Lengthening&) = delete;
+
+  bool wasShort() const { return m_before < m_needed; }
+  void keep() { m_kept = true; }
+
+private:
+  int m_fd;
+  std::uint64_t m_needed;
+  std::uint64_t m_before = 0;
+  bool m_kept = false;
+};
 // Lets the group in, as far as we may.
 void openToGroup(const std::string& directory);
 

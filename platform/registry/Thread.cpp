@@ -3,12 +3,37 @@
 #include "platform/registry/Enumerate.h"
 
 namespace registry {
+namespace {
+
+bool contains(const WriteScope* innermost, const WriteScope& scope) {
+  while (innermost != nullptr && innermost != &scope) innermost = innermost->outer;
+  return innermost != nullptr;
+}
+
+}  // namespace
 
 constinit thread_local ThreadState* ThreadState::t_state = nullptr;
 
+// Destructors of static and of older thread-local objects may come back after the thread's state has
+// gone. They get another one, which stays.
 void ThreadState::create() {
-  thread_local ThreadState state;
-  t_state = &state;
+  static constinit thread_local bool t_ended = false;
+  if (t_ended) {
+    t_state = std::make_unique<ThreadState>().release();
+    return;
+  }
+  struct Owner {
+    std::unique_ptr<ThreadState> state = std::make_unique<ThreadState>();
+    Owner() = default;
+    ~Owner() {
+      t_state = nullptr;
+      t_ended = true;
+    }
+    Owner(const Owner&) = delete;
+    Owner& operator=(const Owner&) = delete;
+  };
+  thread_local const Owner owner;
+  t_state = owner.state.get();
 }
 
 ThreadState::~ThreadState() {
@@ -20,7 +45,8 @@ void ThreadState::letGo() {
   m_viewIsLive = false;
   if (m_process == processGeneration()) {
     m_reader.reset();
-    m_store.reset();
+    release(std::move(m_store));
+    m_store = nullptr;
     return;
   }
   abandon(std::move(m_store), m_reader.release());
@@ -31,6 +57,7 @@ void ThreadState::letGo() {
 void ThreadState::attach() {
   letGo();
   m_cache.clear();
+  forgetPositions();
   m_epoch = 0;
   m_process = processGeneration();
   const std::uint64_t now = epoch();
@@ -62,12 +89,14 @@ void ThreadState::beginScope(WriteScope& scope) {
 
 LSTATUS ThreadState::commitScope(WriteScope& scope) {
   if (&get() != this || scope.process != processGeneration()) return ERROR_INVALID_HANDLE;
-  while (m_scope != nullptr && m_scope != &scope) endScope(*m_scope);
+  if (!contains(m_scope, scope)) return ERROR_INVALID_HANDLE;
+  while (m_scope != &scope) endScope(*m_scope);
   if (scope.failure != 0) return scope.failure;
-  if (!scope.txn) return ERROR_INVALID_HANDLE;
-  const int result = mdb_txn_commit(scope.txn.release());
-  scope.failure = result == 0 ? ERROR_SUCCESS : toRegistryNumber(result);
-  const LSTATUS outcome = scope.failure;
+  const LSTATUS outcome = guarded([&] {
+    scope.store->commit(std::move(scope.txn));
+    return ERROR_SUCCESS;
+  });
+  scope.failure = outcome;
   if (outcome != 0 && scope.outer != nullptr) scope.outer->failure = outcome;
   if (scope.outer == nullptr) refreshView();
   endScope(scope);
@@ -79,10 +108,7 @@ void ThreadState::endScope(WriteScope& scope) {
     abandon(std::move(scope.store), scope.txn.release());
     return;
   }
-  if (m_scope == nullptr) return;
-  for (WriteScope* inner = m_scope; inner != &scope; inner = inner->outer) {
-    if (inner == nullptr) return;  // it ended before
-  }
+  if (!contains(m_scope, scope)) return;  // it ended before
   forgetPositions();
   for (WriteScope* inner = m_scope;; inner = inner->outer) {
     inner->txn.reset();
@@ -105,7 +131,7 @@ Writing::Writing()
 
 void Writing::commit() {
   if (!m_own) return;
-  check(mdb_txn_commit(m_own.release()));
+  m_store.commit(std::move(m_own));
   ThreadState::get().refreshView();
 }
 

@@ -23,13 +23,7 @@ std::string sizeKey(std::uint64_t node, std::uint8_t kind, std::uint32_t length)
   return key;
 }
 
-std::uint32_t lengthOf(std::string_view key) {
-  std::uint32_t inverted = 0;
-  key.substr(ownerSize + 1).copy(reinterpret_cast<char*>(&inverted), sizeof inverted);
-  return ~__builtin_bswap32(inverted);
-}
-
-// Where the children and values of a volatile key's parent and itself lie, for the purge.
+// Where a volatile key's parent and the key itself lie, for the purge.
 std::string packPair(const EntryKey& parent, const EntryKey& node) {
   std::string pair;
   pair += static_cast<char>(parent.bytes().size() >> 8);
@@ -62,6 +56,12 @@ void touch(NodeRecord& record) {
 }
 
 }  // namespace
+
+std::uint32_t lengthOf(std::string_view sizeKey) {
+  std::uint32_t inverted = 0;
+  sizeKey.substr(ownerSize + 1).copy(reinterpret_cast<char*>(&inverted), sizeof inverted);
+  return ~__builtin_bswap32(inverted);
+}
 
 std::uint32_t utf16Length(std::string_view utf8) {
   std::uint32_t length = 0;
@@ -199,6 +199,8 @@ NodeRef Tree::addChild(const NodeRef& parent, std::u16string_view name, bool isV
 }
 
 void Tree::remove(const NodeRef& base, std::u16string_view path) {
+  // The children of an id are no proof: one that was taken back with its transaction is given again.
+  if (NodeView view; !read(base, view)) throw Failure(ERROR_KEY_DELETED);
   const auto chain = resolveWithParent(base, path);
   if (!chain) throw Failure(ERROR_FILE_NOT_FOUND);
   if (edit(chain->node).header.subKeys != 0) throw Failure(ERROR_ACCESS_DENIED);

@@ -30,6 +30,9 @@ inline constexpr std::uint32_t maxDepth = 512;  // levels below a hive
 // Throws Failure for a backslash at the front and for a component that is too long.
 std::vector<std::u16string_view> splitPath(std::u16string_view path);
 
+// The length that an entry of the table of sizes counts, from its key.
+std::uint32_t lengthOf(std::string_view sizeKey);
+
 // The number of 16-bit characters in UTF-8 bytes.
 std::uint32_t utf16Length(std::string_view utf8);
 

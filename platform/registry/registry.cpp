@@ -180,6 +180,7 @@ LSTATUS RegCreateKeyExW(HKEY key, const char16_t* path, DWORD reserved, const ch
     Tree::Created created{{}, false};
     if (outcome == ERROR_FILE_NOT_FOUND) {
       const OpenKey base = target(key, KEY_CREATE_SUB_KEY);
+      closeHandle(makeHandle(base.node, 0, {}));  // leaves this thread a free one for what it makes
       writing([&](Tree& tree) { created = tree.create(base.node, path, options == REG_OPTION_VOLATILE); });
       *result = makeHandle(created.node, grantedRights(rights), {});
       outcome = ERROR_SUCCESS;
