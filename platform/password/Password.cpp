@@ -1,11 +1,12 @@
 #include "platform/password/Password.h"
 
-#include <string.h>
 #include <sys/random.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <limits>
+#include <span>
 #include <system_error>
 
 namespace {
@@ -45,7 +46,7 @@ private:
     m_used = 0;
   }
 
-  std::uint32_t m_block[blockSize];
+  std::uint32_t m_block[blockSize] = {};
   std::size_t m_used = blockSize;
 };
 
@@ -53,6 +54,16 @@ void draw(UnicodeString& password, RandomSource& random, const std::u16string& c
           std::int32_t count) {
   for (std::int32_t drawn = 0; drawn < count; ++drawn)
     password += characters[random.below(characters.size())];
+}
+
+// Brings the minima into what a password can hold, and returns their sum.
+std::int32_t boundMinima(std::span<std::int32_t> minima) {
+  std::int32_t sum = 0;
+  for (std::int32_t& minimum : minima) {
+    minimum = std::clamp(minimum, 0, Password::lengthLimit - sum);
+    sum += minimum;
+  }
+  return sum;
 }
 
 void shuffle(UnicodeString& password, RandomSource& random) {
@@ -70,18 +81,11 @@ Password::Password(std::int32_t minLength, std::int32_t maxLength, const Unicode
                    std::int32_t minPunctuation)
     : m_kinds{u"abcdefghijklmnopqrstuvwxyz", u"ABCDEFGHIJKLMNOPQRSTUVWXYZ", u"0123456789",
               std::u16string(punctuation.View())},
-      m_minima{minLower, minUpper, minDigits, punctuation.IsEmpty() ? 0 : minPunctuation} {
-  std::int32_t room = lengthLimit;
-  for (std::int32_t& minimum : m_minima) {
-    minimum = std::clamp(minimum, 0, room);
-    room -= minimum;
-  }
-  m_minLength = std::clamp(minLength, lengthLimit - room, lengthLimit);
-  m_maxLength = std::clamp(maxLength, m_minLength, lengthLimit);
+      m_minima{minLower, minUpper, minDigits, punctuation.IsEmpty() ? 0 : minPunctuation},
+      m_minLength(std::clamp(minLength, boundMinima(m_minima), lengthLimit)),
+      m_maxLength(std::clamp(maxLength, m_minLength, lengthLimit)) {
   for (const std::u16string& kind : m_kinds) m_all += kind;
 }
-
-Password::~Password() = default;
 
 UnicodeString Password::Create() const {
   RandomSource random;

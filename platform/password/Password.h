@@ -21,7 +21,6 @@ public:
   // punctuation characters, minPunctuation counts as 0. The set is copied.
   Password(std::int32_t minLength, std::int32_t maxLength, const UnicodeString& punctuation,
            std::int32_t minLower, std::int32_t minUpper, std::int32_t minDigits, std::int32_t minPunctuation);
-  ~Password();
 
   // A new password. Throws std::system_error where the system has no random source: a weak password is
   // never made.
@@ -32,7 +31,7 @@ private:
 
   std::u16string m_kinds[kinds];
   std::int32_t m_minima[kinds];
-  std::u16string m_all;
   std::int32_t m_minLength;
   std::int32_t m_maxLength;
+  std::u16string m_all;
 };

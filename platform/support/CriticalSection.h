@@ -7,13 +7,15 @@
 #include "platform/support/api.h"
 
 // A lock, free at construction. It is not recursive: the thread that holds it must not take it again.
-// A copy is a new, free lock, and an assignment leaves the target's lock as it is: what a lock guards
+// A copy or move is a new, free lock, and an assignment leaves the target's lock as it is: what a lock guards
 // is one object.
 class SPS_API SPS_LOCK CriticalSection {
 public:
   CriticalSection() = default;
   CriticalSection(const CriticalSection&) : CriticalSection() {}
+  CriticalSection(CriticalSection&&) noexcept : CriticalSection() {}
   CriticalSection& operator=(const CriticalSection&) { return *this; }
+  CriticalSection& operator=(CriticalSection&&) noexcept { return *this; }
   virtual ~CriticalSection();
 
   // Waits until the lock is free and takes it.

@@ -23,7 +23,9 @@ public:
   ExcBase(std::int32_t excType, std::int32_t errType, const UnicodeString& errTypeString,
           std::int32_t errorId, const UnicodeString& info);
   ExcBase(const ExcBase&) = default;
+  ExcBase(ExcBase&&) = default;
   ExcBase& operator=(const ExcBase&) = default;
+  ExcBase& operator=(ExcBase&&) = default;
   ~ExcBase() override;
 
   std::int32_t GetExcType() const { return m_excType; }

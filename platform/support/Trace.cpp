@@ -98,7 +98,7 @@ class Sinks {
 public:
   // Never destroyed: other static objects may trace until the very end.
   static Sinks& instance() {
-    static Sinks* const sinks = new Sinks;
+    static auto* const sinks = new Sinks;  // NOLINT(cppcoreguidelines-owning-memory)
     return *sinks;
   }
 

@@ -80,6 +80,15 @@ void writeLine(int file, const Line& line) {
   }
 }
 
+struct File {
+  explicit File(int opened) : number(opened) {}
+  ~File() { close(number); }
+  File(const File&) = delete;
+  File& operator=(const File&) = delete;
+
+  const int number;
+};
+
 int priorityOf(const Line& line) {
   if (line.channel == Channel::BackTrace) return LOG_DEBUG;
   switch (line.level) {
@@ -123,11 +132,8 @@ Sink syslogSink() {
 Sink fileSink(const std::string& path) {
   const int file = open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY, 0640);
   if (file < 0) return {};
-  const std::shared_ptr<const int> owner(new int(file), [](const int* held) {
-    close(*held);
-    delete held;
-  });
-  return [owner](const Line& line) { writeLine(*owner, line); };
+  // Shared, since sinks can be copied.
+  return [owner = std::make_shared<const File>(file)](const Line& line) { writeLine(owner->number, line); };
 }
 
 }  // namespace trace

@@ -18,12 +18,15 @@
 class SPS_API UnicodeString {
 public:
   UnicodeString() = default;
+  // Texts of every form are passed where this class is asked for.
+  // NOLINTBEGIN(google-explicit-constructor)
   UnicodeString(std::nullptr_t) {}
   UnicodeString(const char16_t* text) : m_text(view(text)) {}
   // The text is taken as UTF-8.
   UnicodeString(const char* text);
   // The number's decimal digits, with a minus sign where it is negative.
   UnicodeString(std::int32_t number);
+  // NOLINTEND(google-explicit-constructor)
   explicit UnicodeString(std::u16string_view text) : m_text(text) {}
   explicit UnicodeString(std::u16string&& text) noexcept : m_text(std::move(text)) {}
   // A character is no number: without this, its code would come out in digits.
@@ -31,7 +34,7 @@ public:
   UnicodeString(Character) = delete;
 
   // The text up to its end, zero-terminated; valid until the next change of this object.
-  operator const char16_t*() const { return m_text.c_str(); }
+  operator const char16_t*() const { return m_text.c_str(); }  // NOLINT(google-explicit-constructor)
   std::u16string_view View() const { return m_text; }
 
   // The text given may be part of this one.
