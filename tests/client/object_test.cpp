@@ -26,6 +26,13 @@ TEST_F(ClientTest, ANewObjectIsReadyWithoutInit) {
   EXPECT_THAT(Lines(), IsEmpty());
 }
 
+// Published for callers: no operation reads or writes them, so nothing else would notice another text.
+TEST(Names, ThatNoOperationUses) {
+  EXPECT_EQ(UnicodeString(Spc::m_pUNIT), u"@unit");
+  EXPECT_EQ(UnicodeString(Spc::m_pDSC), u"@description");
+  EXPECT_EQ(UnicodeString(Spc::m_pFUNCTIONAL), u"@functional");
+}
+
 TEST_F(ClientTest, InitTakesTheProcessSpaceFromTheEnvironment) {
   const struct {
     const char* value;
@@ -108,7 +115,7 @@ TEST_F(CopyTest, ACopyStartsWithoutLastWriteAndWords) {
 
 TEST_F(CopyTest, AssignmentKeepsLastWriteAndWords) {
   OpenSpc target;
-  ASSERT_FALSE(target.SetPar(u"T", u"P", UnicodeString(u"v"), nullptr, false) && false);
+  ASSERT_TRUE(target.SetPar(u"T", u"P", UnicodeString(u"v")));
   const UnicodeString updated = target.GetUpdPropName();
   EXPECT_EQ(updated, u"@value");
   const UnicodeString word = target.m_logModeWords[0];

@@ -194,6 +194,23 @@ TEST_P(AnyWriteTest, WithAConnectionTextsAndNumbersTakeDifferentWays) {
   EXPECT_EQ(err, 0U);
 }
 
+TEST_F(WriteTest, AKeyThatCannotBeOpenedIsTheRegistrysCodeAndNoMatterOfTheMaster) {
+  class Elsewhere : public Spc {
+  public:
+    Elsewhere() {
+      m_root = u"NOWHERE";
+      m_pSpSrvClnt = std::make_unique<SpSrvClntEx>();
+    }
+  } elsewhere;
+  EXPECT_FALSE(elsewhere.SetPar(u"T", u"P", 1, &err));
+  EXPECT_EQ(err, 6U);
+  err = 99;
+  EXPECT_FALSE(elsewhere.SetParAttrDecrypt(u"T", u"P", true, &err));
+  EXPECT_EQ(err, 6U);
+  const std::string line = plain('E', R"(Parameter "NOWHERE\Default\T\P": Invalid registry key handle!)");
+  EXPECT_THAT(Lines(), ElementsAre(line, line));
+}
+
 TEST_F(WriteTest, NullPointers) {
   Par par(u'T');
   EXPECT_FALSE(spc.SetPar(u"T", u"P", static_cast<const std::int64_t*>(nullptr), &err));
@@ -254,10 +271,17 @@ TEST_F(WriteTest, AValueBeyondTheStoresLimitIsRefusedWhole) {
   Par par(u'S');
   par.Text(u"@value", u"before");
   const UnicodeString huge(std::u16string(9 << 20, u'x'));
+  const std::string refused = plain('E', "Invalid error code: 87");
   EXPECT_FALSE(spc.SetPar(u"T", u"P", huge, &err));
-  EXPECT_NE(err, 0U);
+  EXPECT_EQ(err, 87U);
   EXPECT_EQ(par.TextOf(u"@value"), u"before");
-  EXPECT_EQ(Lines().size(), 1U);
+  EXPECT_THAT(Lines(), ElementsAre(refused));
+
+  par.Override(u'W');
+  EXPECT_FALSE(spc.SetPar(u"T", u"P", huge, &err));
+  EXPECT_EQ(err, 87U) << "in place of 14";
+  EXPECT_EQ(par.Value(u"WS").type, -1);
+  EXPECT_THAT(Lines(), ElementsAre(created, refused));
   EXPECT_EQ(spc.GetUpdPropName(), u"");
 }
 
