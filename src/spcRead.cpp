@@ -178,7 +178,9 @@ bool Spc::ReadResolved(RgNode& node, ReadForm& form, std::int32_t noErrMsg, std:
   failure = GetOverrideName(node, overrideName, noErrMsg);
   if (failure != 0 && !client::hasNoOverride(failure)) return false;
 
-  const char16_t* const names[] = {failure == 0 ? overrideName : nullptr, m_pVAL, m_pSUPERVAL};
+  // The text and a null pointer would meet in a temporary text.
+  const char16_t* const first = failure == 0 ? overrideName.operator const char16_t*() : nullptr;
+  const char16_t* const names[] = {first, m_pVAL, m_pSUPERVAL};
   for (const char16_t* name : names) {
     if (!name) continue;
     if (form.Read(node, name)) return true;

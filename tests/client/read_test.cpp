@@ -172,6 +172,14 @@ TEST_F(ReadTest, EachKindOfOverrideHasItsName) {
   Expect(u"value", 0, {plain('W', "Parameter \"" + nameOfP + "\": Invalid override type detected!")});
 }
 
+TEST_F(ReadTest, OverrideNamesMayBeLongerThanAShortString) {
+  const char16_t* const longName = u"operator of the second shift in the northern plant";
+  Par par(u'S');
+  par.Override(u'U').Text(longName, u"override").Text(u"@value", u"value");
+  spc.SetUser(longName);
+  Expect(u"override", 0, {});
+}
+
 TEST_F(ReadTest, AnOverrideThatCannotBeReadFailsTheRead) {
   Par par(u'S');
   par.Text(u"@value", u"value").Text(u"@override", u"W");
