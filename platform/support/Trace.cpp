@@ -196,7 +196,7 @@ bool isWanted(Channel channel) {
   Place& place = t_thread.places[indexOf(channel)];
   const std::uint8_t rank = place.rank ? place.rank : leastImportant[indexOf(channel)];
   if (rank <= g_wanted[indexOf(channel)].load(std::memory_order_relaxed) && !t_thread.inSink) return true;
-  place.rank = 0;
+  place = {};
   return false;
 }
 
