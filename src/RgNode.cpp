@@ -115,12 +115,20 @@ bool RgNode::Record(std::int32_t retCode) {
 }
 
 bool RgNode::Init(const char16_t* path, bool create, bool isVolatile) {
+  return InitAt(path ? path : u"", create, isVolatile);
+}
+
+// Every read of a parameter comes through here, with a path whose length is known.
+bool RgNode::Init(const UnicodeString& path, bool create, bool isVolatile) {
+  return InitAt(path.View(), create, isVolatile);
+}
+
+bool RgNode::InitAt(std::u16string_view path, bool create, bool isVolatile) {
   Release();
-  const std::u16string_view full = path ? path : u"";
-  const std::size_t slash = full.find(u'\\');
+  const std::size_t slash = path.find(u'\\');
   const bool hasHive = slash != std::u16string_view::npos;
-  m_nodeName = hasHive ? path + slash + 1 : path;
-  if (!SetPredefinedHandle(hasHive ? full.substr(0, slash) : u"")) return false;
+  m_nodeName = UnicodeString(hasHive ? path.substr(slash + 1) : path);
+  if (!SetPredefinedHandle(hasHive ? path.substr(0, slash) : u"")) return false;
 
   if (create) {
     m_volatile = isVolatile;
@@ -129,11 +137,11 @@ bool RgNode::Init(const char16_t* path, bool create, bool isVolatile) {
     return InitFailed(u" Open node for %s failed", path, __LINE__);
   }
   if (!GetNodeInfo()) return InitFailed(u" GetNodeInfo  for %s failed", path, __LINE__);
-  m_nodePath = path;
+  m_nodePath = UnicodeString(path);
   return true;
 }
 
-bool RgNode::InitFailed(const char16_t* message, const char16_t* path, std::int32_t line) {
+bool RgNode::InitFailed(const char16_t* message, std::u16string_view path, std::int32_t line) {
   _DbgBackTraceSet(traceTag, traceSource, line, 1);
   _DbgBackTrace(message, path);
   return false;

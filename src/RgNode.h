@@ -40,6 +40,7 @@ public:
   // A key that the node held before is closed first, also when the call fails. A failure leaves a back
   // trace, except for a path that begins with none of the four hive names (6).
   bool Init(const char16_t* path, bool create, bool isVolatile);
+  bool Init(const UnicodeString& path, bool create, bool isVolatile);
 
   // Whether the last Init of this object that was to create its key really made a new one.
   bool IsNodeCreated() const { return m_disposition == REG_CREATED_NEW_KEY; }
@@ -143,7 +144,8 @@ private:
   struct SharedKey;
 
   bool Record(std::int32_t retCode);
-  bool InitFailed(const char16_t* message, const char16_t* path, std::int32_t line);
+  bool InitAt(std::u16string_view path, bool create, bool isVolatile);
+  bool InitFailed(const char16_t* message, std::u16string_view path, std::int32_t line);
   bool GoFirst(std::uint32_t count, const char16_t* message);
   template <class Enumerate>
   bool GetNext(std::uint32_t count, std::uint32_t maxNameLen, UnicodeString& name, Enumerate enumerate);
