@@ -111,11 +111,10 @@ TEST_F(Administration, ShowDecodesTheKey) {
          "\"@type\"=hex:49,00\n\"@value\"=\"long text\"\n\"@override\"=hex:57,00\n\"WS07\"=dword:7\n"
          "\"@replicate\"=hex(0):\n\"@vendor\"=hex:01,ff\n\"@unit\"=\"rpm\"\n");
   const std::string text = Out({"show", "Pump", "Odd"});
-  for (const char* line :
-       {"key         HKEY_LOCAL_MACHINE\\Software\\Velor\\SPS\\Default\\Pump\\Odd\n",
-        "type        I (32-bit integer)\n", "value       REG_SZ 6c 00 6f 00",
-        "(not of the parameter's type)\n", "override    W (workstation)\n", "  WS07      7\n",
-        "flags       replicate\n", "unit        \"rpm\"\n", "@vendor     REG_BINARY 01 ff\n"}) {
+  for (const char* line : {"key       HKEY_LOCAL_MACHINE\\Software\\Velor\\SPS\\Default\\Pump\\Odd\n",
+                           "type      I (32-bit integer)\n", "value     REG_SZ 6c 00 6f 00",
+                           "(not of the parameter's type)\n", "override  W (workstation)\n", "  WS07    7\n",
+                           "flags     replicate\n", "unit      \"rpm\"\n", "@vendor   REG_BINARY 01 ff\n"}) {
     EXPECT_THAT(text, HasSubstr(line));
   }
   const Json key = JsonOut({"show", "Pump", "Odd"});

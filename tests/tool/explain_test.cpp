@@ -103,7 +103,7 @@ TEST_F(ExplainText, IsATableForPeople) {
             "  @override    found      W, by workstation\n"
             "  WS07         absent     no value of this name\n"
             "  @value       taken      1\n"
-            "  @superValue  not asked  \n"
+            "  @superValue  not asked\n"
             "  @decrypt     not asked  only texts are scrambled\n"
             "result: 1\n");
 }

@@ -78,7 +78,7 @@ TEST_F(Transfer, ADryRunAndABoundaryChangeNothing) {
   const std::string text =
       header + "[-" + root + "\\Default\\Pump]\n[" + root + "\\Default\\New]\n\"a\"=dword:1\n";
   EXPECT_EQ(Out({"import", "-", "--dry-run"}, text),
-            "would import 1 key (1 new) and 1 value, would delete 1 key and 0 values\n");
+            "would import 1 key (1 new) and 1 value, would delete 3 keys and 0 values\n");
   EXPECT_TRUE(exitsWith(1, Run({"import", "-", "--within", root + "\\North"}, text)));
   EXPECT_EQ(Out({"export"}), before);
   Out({"import", "-", "--within", root + "\\Default"}, text);

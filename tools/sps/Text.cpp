@@ -117,7 +117,8 @@ std::string shellWord(const std::string& text) {
 std::string columns(const std::vector<Row>& rows, std::string_view indent) {
   const std::vector<std::size_t> widths = columnWidths(rows);
   std::string result;
-  for (const Row& row : rows) {
+  for (Row row : rows) {
+    while (!row.empty() && row.back().empty()) row.pop_back();
     result += indent;
     for (std::size_t i = 0; i < row.size(); ++i) {
       result += row[i];

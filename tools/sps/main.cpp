@@ -54,6 +54,14 @@ void addCommands(CLI::App& app, Context& context) {
   addVersionCommand(app, context);
 }
 
+// The help of one command leaves what holds for all of them to the tool's own.
+void shortenHelp(CLI::App& app) {
+  for (CLI::App* command : app.get_subcommands([](CLI::App*) { return true; })) {
+    command->footer("Options for every command, exit codes and environment: sps --help");
+    shortenHelp(*command);
+  }
+}
+
 std::string helpFor(const CLI::App& app) {
   std::string command = "sps";
   for (const CLI::App* chosen = &app; !chosen->get_subcommands().empty();) {
@@ -123,6 +131,7 @@ int run(int argc, char** argv) {
   addGlobalOptions(app, context.options);
   app.parse_complete_callback([&context] { context.Begin(); });
   addCommands(app, context);
+  shortenHelp(app);
   return runCommand(app, context, argc, argv);
 }
 
