@@ -16,6 +16,7 @@ inline constexpr std::u16string_view header = u"Windows Registry Editor Version 
 // The registry's limits. What goes beyond them is refused where it stands in the text.
 inline constexpr std::size_t maxKeyNameLength = 255;      // characters
 inline constexpr std::size_t maxValueNameLength = 16383;  // characters
+inline constexpr std::size_t maxLevels = 512;             // keys below a hive, one in the other
 inline constexpr std::size_t maxDataSize = 16U << 20U;    // bytes
 
 // What is wrong with a text, and where.

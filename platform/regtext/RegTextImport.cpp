@@ -173,6 +173,7 @@ void apply(std::u16string_view text, const ImportOptions& options, const Progres
 
 std::string ImportResult::Message() const {
   if (fault) return fault.Message();
+  if (!fault.text.empty()) return "the key that the text must stay within: " + fault.text;
   if (status != 0) return "the registry ended the import with error " + std::to_string(status);
   return cancelled ? "the import was cancelled" : "";
 }
@@ -180,7 +181,8 @@ std::string ImportResult::Message() const {
 ImportResult importText(std::u16string_view text, const ImportOptions& options, const Progress& progress) {
   ImportResult result;
   std::u16string root;
-  if (!options.within.empty() && !normalizePath(options.within, root).empty()) {
+  if (!options.within.empty()) result.fault.text = normalizePath(options.within, root);
+  if (!result.fault.text.empty()) {
     result.status = ERROR_INVALID_PARAMETER;
     return result;
   }

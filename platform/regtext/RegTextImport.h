@@ -20,7 +20,8 @@ struct ImportOptions {
 
 struct ImportResult {
   // What was wrong: a line of the text (fault), with the registry's number (status) where it was the
-  // registry that refused it; or the number alone, for a transaction that could not begin or be kept.
+  // registry that refused it; or the number alone, for a transaction that could not begin or be kept. 87
+  // and a text without a line: the option "within" is no path.
   Fault fault;
   LSTATUS status = 0;
   bool cancelled = false;

@@ -52,7 +52,10 @@ std::string normalizePath(std::u16string_view path, std::u16string& result) {
     end = std::min(path.find(u'\\', begin), path.size());
     if (std::string problem = checkName(path.substr(begin, end - begin)); !problem.empty()) return problem;
   }
-  return {};
+  const auto levels = static_cast<std::size_t>(std::ranges::count(result, u'\\'));
+  if (levels <= maxLevels) return {};
+  return "found a key " + std::to_string(levels) + " levels below the hive, expected at most " +
+         std::to_string(maxLevels);
 }
 
 Place splitPath(std::u16string_view path) {

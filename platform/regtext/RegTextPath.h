@@ -23,8 +23,8 @@ inline constexpr Hive hives[] = {
 };
 
 // Puts the path, with the hive's long name for whatever form and case it came in, into the result. Gives
-// the empty text, or what was found and expected; the result is then not defined. The name's length and
-// the empty name are checked for each level.
+// the empty text, or what was found and expected; the result is then not defined. Each name's
+// length and the number of levels are checked.
 std::string normalizePath(std::u16string_view path, std::u16string& result);
 
 // A path in the two parts that the registry functions take.

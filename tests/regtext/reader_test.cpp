@@ -164,6 +164,11 @@ TEST(Reader, LimitsNameTheLine) {
   EXPECT_FALSE(regtext::check(start + keyOf(255) + nameOf(16383) + textOf((16U << 20U) / 2 - 1)));
   EXPECT_EQ(regtext::check(start + keyOf(256)).Message(),
             "line 4: found a key name of 256 characters, expected at most 255");
+  std::u16string deep;
+  for (int i = 0; i < 512; ++i) deep += u"\\k";
+  EXPECT_FALSE(regtext::check(start + u"[HKLM" + deep + u"]"));
+  EXPECT_EQ(regtext::check(start + u"[HKLM" + deep + u"\\k]").Message(),
+            "line 4: found a key 513 levels below the hive, expected at most 512");
   EXPECT_EQ(regtext::check(start + nameOf(16384)).Message(),
             "line 4: found a value name of 16384 characters, expected at most 16383");
   EXPECT_EQ(regtext::check(start + textOf((16U << 20U) / 2)).Message(),
