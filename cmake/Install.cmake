@@ -12,11 +12,13 @@ set(SPS_PUBLIC_HEADERS
     platform/collections/CArray.h
     platform/registry/RegistryStore.h
     platform/registry/RegistryTransaction.h
+    platform/registry/RegistryView.h
     platform/registry/registry.h
     platform/support/Format.h
     platform/support/SecurityAttributes.h
     platform/support/Trace.h
     platform/support/UnicodeString.h
+    platform/support/Utf.h
     platform/support/api.h
     src/RgNode.h
     src/spc.h)
@@ -53,3 +55,5 @@ foreach(tool sps_tool)
     install(TARGETS ${tool} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
   endif()
 endforeach()
+install(FILES ${PROJECT_SOURCE_DIR}/tools/sps/completion/sps.bash
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME sps)
