@@ -34,18 +34,6 @@ bool ExpandEnvStr(const char16_t* text, UnicodeString& expanded) {
   return made != 0;
 }
 
-// Ends the text after its stored characters. False if the buffer is full without a terminator among
-// them; its last character then gives way to one.
-bool terminate(char16_t* buffer, std::uint32_t stored, std::uint32_t capacity) {
-  if (stored < capacity) {
-    buffer[stored] = 0;
-    return true;
-  }
-  if (std::find(buffer, buffer + capacity, u'\0') != buffer + capacity) return true;
-  if (capacity > 0) buffer[capacity - 1] = 0;
-  return false;
-}
-
 void copyCut(std::u16string_view text, char16_t* buffer, std::uint32_t capacity) {
   const std::size_t length = text.copy(buffer, capacity - 1);
   buffer[length] = 0;
@@ -198,11 +186,13 @@ bool RgNode::GetValue(const char16_t* name, char16_t* buffer, std::uint32_t capa
   std::uint32_t size = std::min(capacity, 0x7FFFFFFFU) * 2;
   std::uint32_t type = REG_NONE;
   if (!GetValue(name, asBytes(buffer), &size, type)) return false;
-  if (!terminate(buffer, size / 2, capacity)) return Record(ERROR_MORE_DATA);
+  if (capacity == 0) return Record(ERROR_MORE_DATA);
+  const std::uint32_t stored = size / 2;
+  if (stored < capacity) buffer[stored] = 0;
   if (type != REG_EXPAND_SZ) return true;
 
   UnicodeString expanded;
-  if (!ExpandEnvStr(buffer, expanded)) return false;
+  if (!ExpandEnvStr(UnicodeString(std::u16string_view(buffer, stored)), expanded)) return false;
   copyCut(expanded.View(), buffer, capacity);
   return true;
 }

@@ -66,8 +66,9 @@ public:
   // The text up to its first zero. A value that has grown beyond GetMaxValDataLen() + 1 bytes since the
   // node's counts were taken gives 234.
   bool GetValue(const char16_t* name, UnicodeString& value);
-  // Capacity in characters, terminator included; the text is always terminated. A stored text that does
-  // not fit gives 234; an expansion that does not fit is cut. A null buffer gives 87.
+  // Capacity in characters, terminator included. A stored text that does not fit gives 234, as does no
+  // capacity at all; an expansion that does not fit is cut. What was stored without a terminator, as a
+  // letter in two bytes is, may fill the buffer: it then has none. A null buffer gives 87.
   bool GetValue(const char16_t* name, char16_t* buffer, std::uint32_t capacity);
   // A value of more than 4 bytes gives 234, one of fewer fills only those bytes of the number.
   bool GetValue(const char16_t* name, std::int32_t& value);

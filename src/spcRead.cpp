@@ -43,7 +43,14 @@ public:
   BufferForm(char16_t* value, std::uint32_t capacity)
       : ReadForm({letterOf<UnicodeString>, capacity, true, true}), m_value(value), m_capacity(capacity) {}
   bool IsNull() const override { return !m_value; }
-  bool Read(RgNode& node, const char16_t* name) override { return node.GetValue(name, m_value, m_capacity); }
+  bool Read(RgNode& node, const char16_t* name) override {
+    if (!node.GetValue(name, m_value, m_capacity)) return false;
+    // The caller takes it for a terminated text: one that has no terminator needs room for it too.
+    const std::u16string_view room(m_value, m_capacity);
+    if (room.find(u'\0') != std::u16string_view::npos) return true;
+    m_value[m_capacity - 1] = 0;
+    return node.GetValue(name, m_value, m_capacity - 1);
+  }
   void* OpenBuffer() override { return m_value; }
   void CloseBuffer() override {}
   UnicodeString Text() const override { return m_value; }

@@ -187,7 +187,10 @@ TEST_F(RgNodeTest, ReadsTextIntoABuffer) {
   } cases[] = {{std::u16string(u"abc\0", 4), REG_SZ, 4, 0, u"abc"},
                {std::u16string(u"abc\0", 4), REG_SZ, 3, 234, nullptr},
                {u"abc", REG_SZ, 4, 0, u"abc"},
-               {u"abc", REG_SZ, 3, 234, nullptr},
+               {u"abc", REG_SZ, 3, 0, u"abc"},
+               {u"abc", REG_SZ, 2, 234, nullptr},
+               {u"abc", REG_EXPAND_SZ, 3, 0, u"ab"},
+               {u"S", REG_BINARY, 1, 0, u"S"},
                {u"", REG_SZ, 1, 0, u""},
                {u"", REG_SZ, 0, 234, nullptr},
                {u"%SPS_TEST_WHERE%/x", REG_EXPAND_SZ, 32, 0, u"/opt/plant/x"},
@@ -201,7 +204,7 @@ TEST_F(RgNodeTest, ReadsTextIntoABuffer) {
     EXPECT_EQ(node.GetValue(u"t", buffer.data(), c.capacity), c.retCode == 0);
     EXPECT_EQ(node.GetRetCode(), c.retCode);
     if (c.text) {
-      EXPECT_EQ(UnicodeString(buffer.data()), c.text);
+      EXPECT_EQ(UnicodeString(std::u16string(buffer.data(), c.capacity).c_str()), c.text);
     }
     EXPECT_EQ(buffer[c.capacity], u'#') << "written past the capacity";
   }

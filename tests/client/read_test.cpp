@@ -140,6 +140,7 @@ TYPED_TEST(NumberReadTest, GoesToTheMasterWithoutLocalAccess) {
 TEST_F(ReadTest, TheFirstValueThatExistsCounts) {
   Par par(u'S');
   Expect(nullptr, 12, {noValue});
+  Expect(nullptr, 12, {}, 12);
   par.Text(u"@superValue", u"super");
   Expect(u"super", 0, {});
   par.Text(u"@value", u"value");
@@ -294,6 +295,12 @@ TEST_F(ReadTest, TheBufferFormReportsAlways) {
   EXPECT_THAT(Lines(), ElementsAre(tooLarge));
   EXPECT_TRUE(spc.GetPar(u"T", u"P", buffer, 8, &err));
   EXPECT_EQ(UnicodeString(buffer), u"1234567");
+  par.Bytes(u"@value", {'a', 0, 'b', 0});
+  EXPECT_EQ(read(2, 0), 234U) << "no room for the terminator that was not stored";
+  EXPECT_EQ(read(0, 0), 234U);
+  EXPECT_THAT(Lines(), ElementsAre(tooLarge, tooLarge));
+  EXPECT_TRUE(spc.GetPar(u"T", u"P", buffer, 3, &err));
+  EXPECT_EQ(UnicodeString(buffer), u"ab");
   par.Without(u"@type");
   EXPECT_EQ(read(8, 240), 2U);
   spc.m_localAccess = false;
