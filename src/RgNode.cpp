@@ -162,6 +162,7 @@ bool RgNode::GetValue(const char16_t* name, std::uint8_t* data, std::uint32_t* s
 }
 
 bool RgNode::GetValue(const char16_t* name, UnicodeString& value) {
+  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init): the registry fills what is read of it
   std::array<char16_t, stackCharacters> room;
   std::unique_ptr<char16_t[]> large;
   std::uint32_t size = m_maxValDataLen + 1;

@@ -87,7 +87,7 @@ public:
   virtual void CloseBuffer() = 0;
   // Texts only. False if the text does not fit.
   virtual UnicodeString Text() const { return {}; }
-  virtual bool SetText(UnicodeString) { return false; }
+  virtual bool SetText(UnicodeString&&) { return false; }
 
   const Traits traits;
 
@@ -124,6 +124,7 @@ inline bool hasNoOverride(std::int32_t code) {
 
 // The code that an operation delivers: the caller's, or a scratch one if the caller wants none; 0 to
 // begin with.
+// NOLINTNEXTLINE(readability-non-const-parameter): what comes back writes through it
 inline std::uint32_t& startCode(std::uint32_t* err, std::uint32_t& scratch) {
   std::uint32_t& code = err ? *err : scratch;
   code = 0;

@@ -29,7 +29,7 @@ public:
   void* OpenBuffer() override { return m_value.GetBuffer(remoteTextRoom); }
   void CloseBuffer() override { m_value.ReleaseBuffer(-1); }
   UnicodeString Text() const override { return m_value; }
-  bool SetText(UnicodeString text) override {
+  bool SetText(UnicodeString&& text) override {
     m_value = std::move(text);
     return true;
   }
@@ -54,7 +54,7 @@ public:
   void* OpenBuffer() override { return m_value; }
   void CloseBuffer() override {}
   UnicodeString Text() const override { return m_value; }
-  bool SetText(UnicodeString text) override {
+  bool SetText(UnicodeString&& text) override {
     const std::u16string_view view = text.View();
     if (view.size() >= m_capacity) return false;
     *std::ranges::copy(view, m_value).out = 0;

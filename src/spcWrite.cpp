@@ -61,6 +61,7 @@ bool Spc::SetPar(const char16_t* topic, const char16_t* par, const char16_t* val
   return WritePar(topic, par, TextForm(text), code);
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): the interface is by value
 bool Spc::SetPar(const char16_t* topic, const char16_t* par, UnicodeString value, std::uint32_t* err,
                  bool encrypt) {
   const char16_t* text = value;
