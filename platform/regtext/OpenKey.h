@@ -22,6 +22,8 @@ public:
     std::swap(m_status, other.m_status);
     return *this;
   }
+  OpenKey(const OpenKey&) = delete;
+  OpenKey& operator=(const OpenKey&) = delete;
   ~OpenKey() {
     if (m_key != 0) RegCloseKey(m_key);
   }

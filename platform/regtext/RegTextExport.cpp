@@ -107,7 +107,7 @@ bool Exporter::Key(HKEY key) {
 
 LSTATUS Exporter::NextValue(HKEY key, DWORD index, DWORD& type, std::u16string_view& name, DWORD& size) {
   for (;;) {
-    DWORD nameSize = static_cast<DWORD>(m_name.size());
+    auto nameSize = static_cast<DWORD>(m_name.size());
     size = static_cast<DWORD>(m_data.size());
     const LSTATUS status =
         RegEnumValueW(key, index, m_name.data(), &nameSize, nullptr, &type, m_data.data(), &size);

@@ -50,8 +50,7 @@ void appendHex(std::u16string& text, std::uint32_t number, unsigned minDigits) {
 }  // namespace
 
 Writer::Writer(Sink sink, LineEnd lineEnd)
-    : m_sink(std::move(sink)), m_lineEnd(lineEnd == LineEnd::CrLf ? u"\r\n" : u"\n") {
-  m_text = header;
+    : m_sink(std::move(sink)), m_lineEnd(lineEnd == LineEnd::CrLf ? u"\r\n" : u"\n"), m_text(header) {
   EndLine();
 }
 

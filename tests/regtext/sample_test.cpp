@@ -24,7 +24,7 @@ std::u16string sampleText() {
 }
 
 struct Stored {
-  std::uint32_t type;
+  std::uint32_t type = 0;
   std::vector<std::uint8_t> data;
 };
 using Values = std::map<std::u16string, Stored>;
@@ -66,11 +66,11 @@ TEST(Sample, ParametersAreWellFormed) {
   std::map<char, int> types;
   for (const auto& [path, values] : keys) {
     const std::string where = support::toUtf8(path);
-    ASSERT_EQ(values.count(u"@type"), 1U) << where;
+    ASSERT_TRUE(values.contains(u"@type")) << where;
     const auto& type = values.at(u"@type").data;
     ASSERT_EQ(type.size(), 2U) << where;
     ++types[static_cast<char>(type[0])];
-    EXPECT_TRUE(values.count(u"@value") || values.count(u"@superValue")) << where;
+    EXPECT_TRUE(values.contains(u"@value") || values.contains(u"@superValue")) << where;
     for (const auto& [name, value] : values) {
       const bool isValue = name[0] != u'@' || name == u"@value" || name == u"@superValue";
       if (isValue) {
