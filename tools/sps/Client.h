@@ -19,7 +19,7 @@ struct Identity {
   std::u16string instance;
 };
 
-class Client : public Spc {
+class Client final : public Spc {
 public:
   // An empty space leaves that of the environment.
   Client(const Identity& identity, const std::u16string& space);

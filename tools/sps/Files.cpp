@@ -38,8 +38,8 @@ bool writeAll(int file, std::string_view bytes) {
 // A file made for this purpose, with the rights that a new file gets. Gone unless it was put in place.
 class TemporaryFile {
 public:
-  explicit TemporaryFile(const std::string& target) : m_name(target + ".XXXXXX") {
-    m_file = ::mkstemp(m_name.data());
+  explicit TemporaryFile(const std::string& target)
+      : m_name(target + ".XXXXXX"), m_file(::mkstemp(m_name.data())) {
     if (m_file < 0) return;
     const mode_t mask = ::umask(0);
     ::umask(mask);
@@ -65,7 +65,7 @@ public:
 
 private:
   std::string m_name;
-  int m_file = -1;
+  int m_file;
   bool m_placed = false;
 };
 

@@ -30,6 +30,8 @@ template <class... Calls>
 struct Overloaded : Calls... {
   using Calls::operator()...;
 };
+template <class... Calls>
+Overloaded(Calls...) -> Overloaded<Calls...>;
 
 const Type* findType(char16_t letter) {
   for (const Type& type : types) {
