@@ -62,6 +62,8 @@ class CheckStructure(unittest.TestCase):
             "vanished folder": ({"docs/architecture.md": SOUND["docs/architecture.md"] + "| `gone/` | |\n"}, "lists gone/"),
             "vanished header": ({"platform/README.md": "| `store/` | `gone.h` |\n"}, "lists platform/store/gone.h"),
             "long file": ({"src/long.h": "\n" * 701}, "701 lines"),
+            "stale program": ({"examples/hello/hello.cpp": "int main() {}\n", "README.md": "int main() { return 0; }\n"},
+                              "does not show examples/hello/hello.cpp"),
             "version in code": ({"src/client.cpp": "// 4.3.1900\n"}, "repeats the version"),
             "old version": ({"docs/use.md": "version 4.3.1899\n"}, "says version 4.3.1899"),
         }
