@@ -58,6 +58,14 @@ void measureWrites(benchmark::State& state, std::size_t places, const Write& wri
   if (!read(last, text) || text != texts[turn % texts.size()]) state.SkipWithError("a write is lost");
 }
 
+// Waits for the disk, which answers slowly and unevenly.
+template <class Run>
+void addDurableRow(const Lab& lab, const std::string& name, Run run) {
+  constexpr double seconds = 0.5;
+  benchmark::internal::Benchmark* row = addRow(name, run)->UseRealTime();
+  if (!lab.isQuick()) row->MinTime(seconds);
+}
+
 template <class Writer>
 void measureWriter(benchmark::State& state, const std::vector<Access>& order, Writer writer) {
   measureWrites(
@@ -68,28 +76,31 @@ void measureWriter(benchmark::State& state, const std::vector<Access>& order, Wr
 
 template <class Peer>
 void addPeerWrites(Lab& lab, const std::string& load, std::uint32_t size) {
-  addRow(Peer::name + ("/set/string/" + load), [&lab, size](benchmark::State& state, const std::string&) {
-    measureWriter(state, lab.writeOrder(size), PeerWriter(lab.peer<Peer>(size)));
-  })->UseRealTime();
+  addDurableRow(lab, Peer::name + ("/set/string/" + load),
+                [&lab, size](benchmark::State& state, const std::string&) {
+                  measureWriter(state, lab.writeOrder(size), PeerWriter(lab.peer<Peer>(size)));
+                });
 }
 
 void addWrites(Lab& lab, const std::string& load, std::uint32_t size) {
-  addRow("sps/set/string/" + load, [&lab, size](benchmark::State& state, const std::string&) {
+  addDurableRow(lab, "sps/set/string/" + load, [&lab, size](benchmark::State& state, const std::string&) {
     lab.useTree(Shape::Strings, size);
     measureWriter(state, lab.writeOrder(size), SpsWriter());
-  })->UseRealTime();
+  });
   addPeerWrites<LmdbPeer>(lab, load, size);
   addPeerWrites<SqlitePeer>(lab, load, size);
 }
 
 void addOverrideWrites(Lab& lab, const std::string& load, const char16_t* par, std::uint32_t users) {
-  addRow("sps/set/overrides/" + load, [&lab, par, users](benchmark::State& state, const std::string&) {
-    lab.useWideTree();
-    SpsWriter writer(userAt(lab.scaled(users) / 2).c_str());
-    measureWrites(
-        state, 1, [&](std::size_t, const std::string& text) { return writer.write(wideTopic, par, text); },
-        [&](std::size_t, std::string& text) { return writer.read(wideTopic, par, text); });
-  })->UseRealTime();
+  addDurableRow(
+      lab, "sps/set/overrides/" + load, [&lab, par, users](benchmark::State& state, const std::string&) {
+        lab.useWideTree();
+        SpsWriter writer(userAt(lab.scaled(users) / 2).c_str());
+        measureWrites(
+            state, 1,
+            [&](std::size_t, const std::string& text) { return writer.write(wideTopic, par, text); },
+            [&](std::size_t, std::string& text) { return writer.read(wideTopic, par, text); });
+      });
 }
 
 }  // namespace

@@ -35,7 +35,7 @@ BOUNDS = {
 LIMITS = {"sps/first-get/1k": 2e6, "sps/first-get/1M": 2e6}
 
 # Google Benchmark's additions to a name.
-SETTINGS = re.compile(r"/(real_time|manual_time|iterations:.*|repeats:.*)$")
+SETTINGS = re.compile(r"/(real_time|manual_time|min_time:.*|iterations:.*|repeats:.*)$")
 BEGIN, END = "<!-- begin of the table -->\n", "<!-- end of the table -->\n"
 
 
@@ -49,7 +49,7 @@ def read_medians(results):
         if run["run_type"] != "iteration":
             continue
         name = run["run_name"]
-        kind = "real_time" if "_time" in name else "cpu_time"
+        kind = "real_time" if re.search("/(real|manual)_time", name) else "cpu_time"
         while SETTINGS.search(name):
             name = SETTINGS.sub("", name)
         assert run["time_unit"] == "ns"
