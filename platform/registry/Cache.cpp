@@ -73,7 +73,7 @@ void CachedNode::load(std::u16string_view path, std::string_view record, std::ui
 
 bool CachedNode::isAt(std::u16string_view path) const {
   return path.size() * sizeof(char16_t) == m_pathSize &&
-         std::memcmp(path.data(), m_bytes.data(), m_pathSize) == 0;
+         (path.empty() || std::memcmp(path.data(), m_bytes.data(), m_pathSize) == 0);
 }
 
 NodeCache::NodeCache() : m_id(g_nextCacheId.fetch_add(1, std::memory_order_relaxed)) {}

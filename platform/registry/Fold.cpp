@@ -69,7 +69,7 @@ void FoldedName::foldAny(std::u16string_view name) {
 EntryKey::EntryKey(std::uint64_t owner, std::string_view folded) {
   putBigEndian(m_bytes.data(), owner);
   const std::size_t plain = folded.size() <= longestPlain ? folded.size() : longestPlain;
-  std::memcpy(m_bytes.data() + ownerSize, folded.data(), plain);
+  folded.copy(m_bytes.data() + ownerSize, plain);
   m_size = ownerSize + plain;
   if (plain == folded.size()) return;
   const Hash128 hash = hash128(folded);
