@@ -133,7 +133,7 @@ TEST_F(Store, DryRunCountsAndKeepsNothing) {
 
 TEST_F(Store, ProgressReachesTheTotalAndCancelsAll) {
   std::u16string text = header + u"[HKLM\\P]\n";
-  for (int i = 0; i < 1000; ++i) text += u"\"v" + std::u16string(1 + i % 50, u'x') + u"\"=\"\"\n";
+  for (std::size_t i = 0; i < 1000; ++i) text += u"\"v" + std::u16string(1 + i % 50, u'x') + u"\"=\"\"\n";
   std::vector<std::uint64_t> reports;
   ASSERT_TRUE(importText(text, {}, [&](std::uint64_t done, std::uint64_t total) {
                 EXPECT_EQ(total, text.size());
@@ -174,7 +174,7 @@ TEST_F(Store, DeepTreesComeAndGo) {
 // Another thread deletes and adds as soon as the first piece is out.
 TEST_F(Store, ExportShowsOneMoment) {
   std::u16string text = header;
-  for (int i = 0; i < 3000; ++i)
+  for (std::size_t i = 0; i < 3000; ++i)
     text +=
         u"[HKLM\\P\\k" + std::u16string(i / 30, u'x') + std::u16string(1 + i % 30, u'y') + u"]\n@=\"v\"\n";
   ASSERT_TRUE(importText(text).Done());
