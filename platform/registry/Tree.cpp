@@ -33,7 +33,8 @@ std::string packPair(const EntryKey& parent, const EntryKey& node) {
 
 std::pair<EntryKey, EntryKey> unpackPair(std::string_view pair) {
   if (pair.size() < 2) throw Failure(ERROR_REGISTRY_CORRUPT);
-  const std::size_t size = (static_cast<unsigned char>(pair[0]) << 8U) | static_cast<unsigned char>(pair[1]);
+  const auto byte = [&pair](std::size_t at) -> std::size_t { return static_cast<unsigned char>(pair[at]); };
+  const std::size_t size = byte(0) << 8U | byte(1);
   if (pair.size() < 2 + size) throw Failure(ERROR_REGISTRY_CORRUPT);
   return {EntryKey::fromBytes(pair.substr(2, size)), EntryKey::fromBytes(pair.substr(2 + size))};
 }
