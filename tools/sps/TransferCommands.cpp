@@ -92,7 +92,7 @@ ExportedText exportText(Context& context, const ExportArguments& arguments) {
   ExportedText exported;
   Progress bar("exporting, characters:");
   context.Log().Clear();
-  // Collected first: other writers wait while the tree is walked, and what reads our output may be slow.
+  // Collected first: the walk keeps old pages of the store in use, and what reads our output may be slow.
   exported.result = regtext::exportTree(
       root,
       [&](std::u16string_view piece) {
