@@ -120,6 +120,7 @@ TEST(TraceTest, NothingIsFormattedThatNobodyWants) {
     }
   };
   const Capture capture({u'E', 0});
+  _DbgOut(u"the first output of a process reads the settings, wanted or not");
   _DbgSetLine(u"s", 1, u'W');
   _DbgOut(u"%s", Counting{&conversions});
   EXPECT_EQ(conversions, 0);
