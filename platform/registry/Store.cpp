@@ -19,6 +19,8 @@ namespace registry {
 namespace {
 
 constexpr unsigned maxReaders = 4096;
+// LMDB's head of the lock file and a cache line for each reader.
+constexpr std::uint64_t lockFileSize = (maxReaders + 4) * std::uint64_t{64};
 // Reserved address space, not disk. The smaller ones are for machines that limit it.
 constexpr std::size_t mapSizes[] = {std::size_t{64} << 30, std::size_t{8} << 30, std::size_t{1} << 30};
 
@@ -65,6 +67,11 @@ void registerForkHandlers() {
   check(result);
 }
 
+// Where LMDB meets pages that cannot be, it would end the process.
+[[noreturn]] void throwDamage(MDB_env* /*env*/, const char* /*message*/) {
+  throw Failure(ERROR_REGISTRY_CORRUPT, MDB_CORRUPTED);
+}
+
 void reportUnusable(const std::string& directory, const Failure& failure) {
   const std::u16string where = support::toUtf16(directory);
   const std::u16string cause =
@@ -106,12 +113,14 @@ std::shared_ptr<Store> Store::open(const std::string& directory) {
 void Store::openEnvironment() {
   constexpr std::uint64_t leastSize = 2 * 4096;  // both heads of the file; below that it is cut off
   if (fileSize(m_directory + dataFileName) < leastSize) throw Failure(ERROR_REGISTRY_CORRUPT);
+  reserveLockFile(m_directory, lockFileSize);
   int result = 0;
   for (const std::size_t mapSize : mapSizes) {
     for (const unsigned flags : {0U, static_cast<unsigned>(MDB_RDONLY)}) {
       MDB_env* env = nullptr;
       check(mdb_env_create(&env));
       m_env.reset(env);
+      check(mdb_env_set_assert(env, throwDamage));
       check(mdb_env_set_maxdbs(env, tableCount));
       check(mdb_env_set_maxreaders(env, maxReaders));
       check(mdb_env_set_mapsize(env, mapSize));
@@ -178,7 +187,11 @@ TxnPtr Store::begin(MDB_txn* parent, unsigned flags) const {
 }
 
 void Store::commit(TxnPtr txn) const {
-  const int result = mdb_txn_commit(txn.release());
+  const int result = mdb_txn_commit(txn.get());
+  (void)txn.release();  // not before, since what LMDB finds on the way may throw
+  // A reader that was killed while it looked keeps pages from being used again until somebody notices.
+  constexpr unsigned often = 256;
+  if (++m_commits % often == 0) clearDeadReaders();
   // A disk that fills up in the middle of a write cuts it short, which LMDB calls EIO.
   check(result == EIO && isFull(m_directory) ? ENOSPC : result);
 }

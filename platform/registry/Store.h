@@ -53,6 +53,7 @@ private:
   Tables m_tables;
   bool m_readOnly = false;
   std::uint64_t m_process;
+  mutable std::atomic<unsigned> m_commits{0};
 };
 
 // The store that this process uses now, opened at the first call. Any thread. Throws Failure.

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
@@ -44,7 +45,7 @@ void buildEmptyStore(const std::string& directory) {
   check(mdb_env_create(&env));
   const EnvPtr owner(env);
   check(mdb_env_set_maxdbs(env, tableCount));
-  check(mdb_env_open(env, directory.c_str(), MDB_NOTLS, fileMode));
+  check(mdb_env_open(env, directory.c_str(), MDB_NOTLS | MDB_NOLOCK, fileMode));
   MDB_txn* txn = nullptr;
   check(mdb_txn_begin(env, nullptr, 0, &txn));
   TxnPtr guard(txn);
@@ -133,6 +134,11 @@ std::uint64_t fileSize(const std::string& file) {
 
 bool isFull(const std::string& directory) {
   constexpr std::uint64_t leastRoom = 64 * 1024;
+  struct rlimit limit {};
+  if (::getrlimit(RLIMIT_FSIZE, &limit) == 0 && limit.rlim_cur != RLIM_INFINITY &&
+      fileSize(directory + dataFileName) + leastRoom > limit.rlim_cur) {
+    return true;
+  }
   struct statvfs info {};
   return ::statvfs(directory.c_str(), &info) == 0 && info.f_bavail * info.f_frsize < leastRoom;
 }
@@ -159,6 +165,14 @@ Lengthening::~Lengthening() {
   const bool isOurs = ::fstat(m_fd, &info) == 0 && static_cast<std::uint64_t>(info.st_size) == m_needed;
   if (wasShort() && !m_kept && isOurs) (void)!::ftruncate(m_fd, static_cast<off_t>(m_before));
   ::close(m_fd);
+}
+
+void reserveLockFile(const std::string& directory, std::uint64_t size) {
+  const int fd = ::open((directory + lockFileName).c_str(), O_RDWR | O_CREAT | O_CLOEXEC, fileMode);
+  if (fd < 0) return;  // opening the store will say why
+  const int cause = ::fallocate(fd, FALLOC_FL_KEEP_SIZE, 0, static_cast<off_t>(size)) == 0 ? 0 : errno;
+  ::close(fd);
+  if (cause == ENOSPC || cause == EDQUOT) check(cause);
 }
 
 void openToGroup(const std::string& directory) {

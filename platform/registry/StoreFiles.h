@@ -34,7 +34,7 @@ void createStore(const std::string& directory);
 FileIdentity identify(const std::string& file);
 FileIdentity identify(int fd);
 std::uint64_t fileSize(const std::string& file);
-// True where the directory's file system has no room to speak of.
+// True where the store in the directory has no room to grow: by its file system or by the process's limit.
 bool isFull(const std::string& directory);
 
 // Gives a file the length it needs, and at the end takes that back unless told to keep it: a file that is
@@ -57,6 +57,9 @@ private:
   std::uint64_t m_before = 0;
   bool m_kept = false;
 };
+// Takes the disk space of the lock file. LMDB writes to it through memory, where a full disk would kill the
+// process. Throws Failure. Not while this process has the store open: it would lose its locks on the file.
+void reserveLockFile(const std::string& directory, std::uint64_t size);
 // Lets the group in, as far as we may.
 void openToGroup(const std::string& directory);
 

@@ -2,7 +2,9 @@
 
 #include <sys/random.h>
 
+#include <algorithm>
 #include <array>
+#include <atomic>
 #include <chrono>
 #include <cstring>
 
@@ -115,6 +117,11 @@ std::uint64_t takeId(MDB_txn* txn, const Tables& tables) {
   std::uint64_t id = 0;
   if (bytes.size() != sizeof id) throw Failure(ERROR_REGISTRY_CORRUPT);
   std::memcpy(&id, bytes.data(), sizeof id);
+  // A number that went with its transaction is not given again by this process, which may have a handle
+  // with it.
+  static std::atomic<std::uint64_t> s_next{firstFreeId};
+  id = std::max(id, s_next.load(std::memory_order_relaxed));
+  s_next.store(id + 1, std::memory_order_relaxed);
   store(txn, tables.meta, nextIdKey, sealed(bytesOf(id + 1)));
   return id;
 }

@@ -65,11 +65,22 @@ void ThreadState::attach() {
   m_epoch = now;
 }
 
+// A reader that is held up inside the renewal may get the head of a later commit under the number of an
+// earlier one, as LMDB keeps two heads and writes them in turn. What we remember of that number would then
+// be mixed with what the head leads to, so such a renewal does not count. It cannot have happened while
+// the commit after the next is not there.
 void ThreadState::renew() {
-  if (m_reader) [[likely]] {
-    check(mdb_txn_renew(m_reader.get()));
-  } else {
-    m_reader = m_store->begin(nullptr, MDB_RDONLY);
+  for (;;) {
+    if (m_reader) [[likely]] {
+      check(mdb_txn_renew(m_reader.get()));
+    } else {
+      m_reader = m_store->begin(nullptr, MDB_RDONLY);
+    }
+    MDB_envinfo info;
+    (void)mdb_env_info(m_store->env(), &info);
+    if (info.me_last_txnid <= mdb_txn_id(m_reader.get()) + 1) [[likely]]
+      return;
+    mdb_txn_reset(m_reader.get());
   }
 }
 

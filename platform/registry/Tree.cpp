@@ -200,7 +200,7 @@ NodeRef Tree::addChild(const NodeRef& parent, std::u16string_view name, bool isV
 }
 
 void Tree::remove(const NodeRef& base, std::u16string_view path) {
-  // The children of an id are no proof: one that was taken back with its transaction is given again.
+  // Children are no proof: another process may have given the number of a key that was taken back.
   if (NodeView view; !read(base, view)) throw Failure(ERROR_KEY_DELETED);
   const auto chain = resolveWithParent(base, path);
   if (!chain) throw Failure(ERROR_FILE_NOT_FOUND);
