@@ -2,9 +2,11 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
@@ -211,10 +213,12 @@ inline std::string ending(pid_t child) {
   return "signal " + std::to_string(WTERMSIG(status));
 }
 
-// Runs the body in a child process; its result is the exit status. A child that hangs is ended.
+// Runs the body in a child process; its result is the exit status. A child that hangs is ended, and one
+// whose parent is gone.
 inline pid_t startChild(const std::function<int()>& body) {
   const pid_t child = ::fork();
   if (child != 0) return child;
+  ::prctl(PR_SET_PDEATHSIG, SIGKILL);
   ::alarm(100);
   int result = 99;
   try {

@@ -128,21 +128,27 @@ TEST_P(RegistryContract, BuffersOfAnEnumeration) {
   EXPECT_EQ(size, 300U) << "a null buffer only asks";
 }
 
-// The same ids and revisions, other names: what a thread remembers of one store means nothing in another.
+// What a thread remembers of one store means nothing in another. A child makes the second one, from the
+// same start, so that the keys of both have the same numbers and revisions.
 TEST(RegistryEnumeration, AWalkDoesNotGoOnInAnotherStore) {
-  const TempStore first;
+  const TempStore store;
   const auto fill = [](char16_t letter) {
     const Key key = Key::create(HKEY_USERS, u"k");
     for (const char16_t digit : {u'1', u'2', u'3'}) {
-      EXPECT_EQ(setValue(key, {letter, digit}, ""), 0);
-      EXPECT_EQ(Key::create(key, {letter, digit}).status(), 0);
+      if (setValue(key, {letter, digit}, "") != 0 || Key::create(key, {letter, digit}).status() != 0)
+        return 1;
     }
+    return 0;
   };
-  fill(u'x');
+  ASSERT_EQ(inChild([&] {
+              registry::useStore(store.beside("other"));
+              return fill(u'a');
+            }),
+            "exit 0");
+  ASSERT_EQ(fill(u'x'), 0);
   EXPECT_EQ(subKeyAt(Key::open(HKEY_USERS, u"k"), 0).second, u"x1");
   EXPECT_EQ(valueNameAt(Key::open(HKEY_USERS, u"k"), 0).second, u"x1");
-  const TempStore second;
-  fill(u'a');
+  registry::useStore(store.beside("other"));
   EXPECT_EQ(subKeyAt(Key::open(HKEY_USERS, u"k"), 1).second, u"a2");
   EXPECT_EQ(valueNameAt(Key::open(HKEY_USERS, u"k"), 1).second, u"a2");
 }

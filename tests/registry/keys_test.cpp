@@ -208,6 +208,8 @@ TEST_P(RegistryContract, LongNamesThatBeginAlikeAreDifferentKeys) {
     const Key sub = Key::create(key(), start + last);
     EXPECT_EQ(sub.disposition(), REG_CREATED_NEW_KEY);
     EXPECT_EQ(setValue(sub, u"which", {static_cast<char>(last)}), 0);
+    EXPECT_EQ(getValue(sub, u"which").data, std::string(1, static_cast<char>(last)))
+        << "through the new handle";
   }
   for (const char16_t last : {u'X', u'y', u'Z'}) {
     EXPECT_NE(getValue(Key::open(key(), start + last), u"which").data, "");

@@ -1,0 +1,162 @@
+// Care for the store as a whole: its place, copies, restoring.
+#include <fcntl.h>
+
+#include <atomic>
+#include <fstream>
+#include <thread>
+
+#include "tests/registry/RegistryTest.h"
+
+namespace regtest {
+namespace {
+
+class RegistryAdmin : public ::testing::Test {
+protected:
+  void write(const std::string& data) const {
+    EXPECT_EQ(setValue(HKEY_USERS, u"v", data), 0);
+    EXPECT_EQ(setValue(Key::create(HKEY_USERS, u"k"), u"large", data + std::string(10'000, '.')), 0);
+  }
+  std::string read() const {
+    const std::string value = getValue(HKEY_USERS, u"v").data;
+    EXPECT_EQ(getValue(Key::open(HKEY_USERS, u"k"), u"large").data, value + std::string(10'000, '.'));
+    return value;
+  }
+  TempStore m_store;
+};
+
+}  // namespace
+
+TEST_F(RegistryAdmin, InfoTellsWhatIsThere) {
+  write("x");
+  registry::StoreInfo info;
+  ASSERT_EQ(registry::storeInfo(info), 0);
+  EXPECT_EQ(info.directory, m_store.directory());
+  EXPECT_EQ(info.storeId.size(), 32U);
+  EXPECT_EQ(info.keys, 5U) << "the hives and one";
+  EXPECT_EQ(info.values, 1U);
+  EXPECT_GE(info.usedBytes, 10'000U);
+  EXPECT_LE(info.usedBytes, fs::file_size(m_store.file()) + 4096);
+  EXPECT_GE(info.readers, 1U);
+  EXPECT_FALSE(info.readOnly);
+  const std::uint64_t before = info.lastTransaction;
+  write("y");
+  ASSERT_EQ(registry::storeInfo(info), 0);
+  EXPECT_GT(info.lastTransaction, before);
+  const std::string id = info.storeId;
+  const TempStore other;
+  ASSERT_EQ(registry::storeInfo(info), 0);
+  EXPECT_NE(info.storeId, id);
+}
+
+TEST_F(RegistryAdmin, TheEnvironmentNamesTheStore) {
+  const std::string named = m_store.beside("named");
+  ASSERT_EQ(::setenv("SPS_REGISTRY", named.c_str(), 1), 0);
+  registry::useStore("");
+  EXPECT_EQ(registry::storeDirectory(), named);
+  EXPECT_EQ(setValue(HKEY_USERS, u"v", "there"), 0);
+  EXPECT_TRUE(fs::exists(named + "/data.mdb"));
+  ::unsetenv("SPS_REGISTRY");
+  EXPECT_EQ(registry::storeDirectory(), named) << "until the next useStore";
+  m_store.use();
+  EXPECT_EQ(registry::storeDirectory(), m_store.directory());
+  EXPECT_EQ(getValue(HKEY_USERS, u"v").status, ERROR_FILE_NOT_FOUND);
+}
+
+TEST_F(RegistryAdmin, ACopyMadeWhileOthersWriteIsAStore) {
+  write("0");
+  std::atomic<bool> done{false};
+  std::thread writer([&] {
+    for (int number = 1; !done; ++number) {
+      RegistryTransaction transaction;
+      setValue(HKEY_USERS, u"v", std::to_string(number));
+      setValue(Key::open(HKEY_USERS, u"k"), u"large", std::to_string(number) + std::string(10'000, '.'));
+      EXPECT_EQ(transaction.Commit(), 0);
+    }
+  });
+  for (int copy = 0; copy < 10; ++copy) {
+    EXPECT_EQ(registry::copyStore(m_store.beside("copy" + std::to_string(copy))), 0);
+  }
+  done = true;
+  writer.join();
+  for (int copy = 0; copy < 10; ++copy) {
+    registry::useStore(m_store.beside("copy" + std::to_string(copy)));
+    EXPECT_NE(read(), "");
+    EXPECT_EQ(verifyFinding(), "");
+  }
+  m_store.use();
+  EXPECT_EQ(registry::copyStore(m_store.beside("copy0")), ERROR_ACCESS_DENIED) << "it is not empty";
+  EXPECT_EQ(registry::copyStore(m_store.file() + "/below a file"), ERROR_REGISTRY_IO_FAILED);
+}
+
+TEST_F(RegistryAdmin, RestoringPutsACopyBackAndKeepsTheOldFile) {
+  write("old");
+  const std::string copy = m_store.beside("copy");
+  ASSERT_EQ(registry::copyStore(copy), 0);
+  write("new");
+  EXPECT_EQ(registry::restoreStore(copy, m_store.directory()), ERROR_ACCESS_DENIED)
+      << "this process has it open";
+  EXPECT_EQ(read(), "new");
+  registry::useStore(m_store.beside("elsewhere"));
+  EXPECT_EQ(getValue(HKEY_USERS, u"v").status, ERROR_FILE_NOT_FOUND);
+  ASSERT_EQ(registry::restoreStore(copy, m_store.directory()), 0);
+  m_store.use();
+  EXPECT_EQ(read(), "old");
+  EXPECT_EQ(verifyFinding(), "");
+  write("newer");
+
+  const std::string kept = m_store.beside("kept");
+  fs::create_directories(kept);
+  fs::copy_file(m_store.file() + ".before-restore", kept + "/data.mdb");
+  registry::useStore(kept);
+  EXPECT_EQ(read(), "new");
+  EXPECT_EQ(registry::restoreStore(copy, m_store.directory()), 0) << "a second time";
+  m_store.use();
+  EXPECT_EQ(read(), "old");
+}
+
+TEST_F(RegistryAdmin, ProcessesThatUseTheStoreKeepItFromBeingRestored) {
+  write("old");
+  const std::string copy = m_store.beside("copy");
+  ASSERT_EQ(registry::copyStore(copy), 0);
+  write("new");
+  registry::useStore(m_store.beside("elsewhere"));
+  ASSERT_EQ(setValue(HKEY_USERS, u"v", ""), 0);
+  int ready[2];
+  int stop[2];
+  ASSERT_EQ(::pipe2(ready, O_CLOEXEC), 0);
+  ASSERT_EQ(::pipe2(stop, O_CLOEXEC), 0);
+  const pid_t user = startChild([&] {
+    m_store.use();
+    char byte = getValue(HKEY_USERS, u"v").data == "new" ? 'r' : 'f';
+    if (::write(ready[1], &byte, 1) != 1 || ::read(stop[0], &byte, 1) != 1) return 1;
+    return getValue(HKEY_USERS, u"v").data == "new" ? 0 : 1;
+  });
+  char byte = 0;
+  ASSERT_EQ(::read(ready[0], &byte, 1), 1);
+  ASSERT_EQ(byte, 'r');
+  EXPECT_EQ(registry::restoreStore(copy, m_store.directory()), ERROR_ACCESS_DENIED);
+  EXPECT_EQ(::write(stop[1], &byte, 1), 1);
+  EXPECT_EQ(ending(user), "exit 0");
+  EXPECT_EQ(registry::restoreStore(copy, m_store.directory()), 0);
+  m_store.use();
+  EXPECT_EQ(read(), "old");
+  for (const int* pipe : {ready, stop}) {
+    ::close(pipe[0]);
+    ::close(pipe[1]);
+  }
+}
+
+TEST_F(RegistryAdmin, WhatIsNoSoundCopyIsNotRestored) {
+  write("here");
+  registry::useStore(m_store.beside("elsewhere"));
+  const std::string copy = m_store.beside("copy");
+  EXPECT_EQ(registry::restoreStore(copy, m_store.directory()), ERROR_FILE_NOT_FOUND);
+  fs::create_directories(copy);
+  std::ofstream(copy + "/data.mdb") << std::string(20'000, 'x');
+  EXPECT_EQ(registry::restoreStore(copy, m_store.directory()), ERROR_NOT_REGISTRY_FILE);
+  m_store.use();
+  EXPECT_EQ(read(), "here");
+  EXPECT_FALSE(fs::exists(m_store.file() + ".before-restore"));
+}
+
+}  // namespace regtest

@@ -1,0 +1,355 @@
+// Several threads, several processes, forks.
+#include <fcntl.h>
+
+#include <array>
+#include <atomic>
+#include <thread>
+
+#include "platform/registry/RegistryView.h"
+#include "tests/registry/RegistryTest.h"
+
+namespace regtest {
+namespace {
+
+constexpr const char16_t* path = u"Software\\Test";
+
+// One byte at a time between processes.
+class Pipe {
+public:
+  Pipe() {
+    if (::pipe2(m_ends.data(), O_CLOEXEC) != 0) throw fs::filesystem_error("pipe", {});
+  }
+  ~Pipe() {
+    for (const int end : m_ends) ::close(end);
+  }
+  Pipe(const Pipe&) = delete;
+  Pipe& operator=(const Pipe&) = delete;
+  void give(char byte = '.') const { EXPECT_EQ(::write(m_ends[1], &byte, 1), 1); }
+  char take() const {
+    char byte = 0;
+    return ::read(m_ends[0], &byte, 1) == 1 ? byte : '\0';
+  }
+
+private:
+  std::array<int, 2> m_ends{};
+};
+
+std::string text(int number) {
+  return std::to_string(number);
+}
+int number(const std::string& text) {
+  return text.empty() ? -1 : std::atoi(text.c_str());
+}
+
+// One value inside the key's record, one outside.
+LSTATUS writePair(HKEY key, int n) {
+  RegistryTransaction transaction;
+  setValue(key, u"inside", text(n));
+  setValue(key, u"outside", text(n) + std::string(300, ' '));
+  return transaction.Commit();
+}
+// Their number; -2 where they do not agree.
+int readPair(HKEY key) {
+  const RegistryView view;
+  const int inside = number(getValue(key, u"inside").data);
+  return inside == number(getValue(key, u"outside").data) ? inside : -2;
+}
+
+class RegistryConcurrency : public ::testing::Test {
+protected:
+  void TearDown() override { EXPECT_EQ(verifyFinding(), ""); }
+  TempStore m_store;
+  Key m_key = Key::create(HKEY_LOCAL_MACHINE, path);
+};
+
+}  // namespace
+
+TEST_F(RegistryConcurrency, ThreadsSeeWholeTransactions) {
+  ASSERT_EQ(writePair(m_key, 0), 0);
+  std::atomic<int> writers{2};
+  std::vector<std::thread> threads;
+  for (int writer = 0; writer < 2; ++writer) {
+    threads.emplace_back([&, writer] {
+      for (int n = 1; n <= 300; ++n) EXPECT_EQ(writePair(m_key, 2 * n + writer), 0);
+      --writers;
+    });
+  }
+  for (int reader = 0; reader < 3; ++reader) {
+    threads.emplace_back([&] {
+      const Key own = Key::open(HKEY_LOCAL_MACHINE, path);
+      do {
+        EXPECT_GE(readPair(m_key), 0);
+        EXPECT_GE(readPair(own), 0);
+      } while (writers > 0);
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+}
+
+TEST_F(RegistryConcurrency, ThreadsSeeWhatWasAcknowledged) {
+  std::atomic<int> acknowledged{0};
+  constexpr int last = 2000;
+  std::thread writer([&] {
+    for (int n = 1; n <= last; ++n) {
+      EXPECT_EQ(setValue(m_key, u"n", text(n)), 0);
+      acknowledged = n;
+    }
+  });
+  std::thread reader([&] {
+    for (int seen = 0; seen < last;) {
+      seen = acknowledged;
+      EXPECT_GE(number(getValue(m_key, u"n").data), seen == 0 ? -1 : seen);
+    }
+  });
+  writer.join();
+  reader.join();
+}
+
+TEST_F(RegistryConcurrency, ThreadsShareHandles) {
+  Key opened = Key::open(HKEY_LOCAL_MACHINE, path);
+  const HKEY handle = opened;
+  std::thread([&] {
+    EXPECT_EQ(setValue(handle, u"v", "theirs"), 0);
+    EXPECT_EQ(getValue(handle, u"v").data, "theirs");
+  }).join();
+  EXPECT_EQ(getValue(handle, u"v").data, "theirs");
+  std::thread([&] { EXPECT_EQ(opened.close(), 0); }).join();
+  EXPECT_EQ(getValue(handle, u"v").status, ERROR_INVALID_HANDLE);
+}
+
+TEST_F(RegistryConcurrency, ThreadsMeetKeysThatComeAndGo) {
+  std::atomic<bool> done{false};
+  std::vector<std::thread> threads;
+  for (int reader = 0; reader < 3; ++reader) {
+    threads.emplace_back([&] {
+      while (!done) {
+        const Key sub = Key::open(m_key, u"sub");
+        if (sub.status() != 0) {
+          EXPECT_EQ(sub.status(), ERROR_FILE_NOT_FOUND);
+          continue;
+        }
+        for (int look = 0; look < 5; ++look) {
+          const Value value = getValue(sub, u"v");
+          EXPECT_TRUE(value.status == ERROR_KEY_DELETED || value.status == ERROR_FILE_NOT_FOUND ||
+                      (value.status == 0 && value.data == "same"))
+              << value.status;
+        }
+      }
+    });
+  }
+  for (int round = 0; round < 400; ++round) {
+    const Key sub = Key::create(m_key, u"sub");
+    EXPECT_EQ(setValue(sub, u"v", "same"), 0);
+    EXPECT_EQ(RegDeleteKeyW(m_key, u"sub"), 0);
+  }
+  done = true;
+  for (std::thread& thread : threads) thread.join();
+}
+
+TEST_F(RegistryConcurrency, ThreadsThatWriteAllCount) {
+  std::vector<std::thread> threads;
+  for (int writer = 0; writer < 4; ++writer) {
+    threads.emplace_back([&, writer] {
+      for (int n = 0; n < 100; ++n) {
+        const std::u16string name = support::toUtf16(text(writer) + "-" + text(n));
+        EXPECT_EQ(setValue(m_key, name, std::string(static_cast<std::size_t>(n * 5), 'x')), 0);
+        EXPECT_EQ(Key::create(m_key, name).disposition(), REG_CREATED_NEW_KEY);
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(infoOf(m_key), (Info{400, 4, 400, 4, 495}));
+}
+
+TEST_F(RegistryConcurrency, ProcessesSeeWhatWasAcknowledged) {
+  const Pipe there;
+  const Pipe back;
+  const pid_t child = startChild([&] {
+    while (there.take() == '.') {
+      const int n = number(getValue(m_key, u"n").data);
+      if (n < 0 || setValue(m_key, u"n", text(n + 1)) != 0) return 1;
+      back.give();
+    }
+    return 0;
+  });
+  for (int n = 0; n < 400; n += 2) {
+    ASSERT_EQ(setValue(m_key, u"n", text(n)), 0);
+    there.give();
+    ASSERT_EQ(back.take(), '.');
+    ASSERT_EQ(number(getValue(m_key, u"n").data), n + 1);
+  }
+  there.give('!');
+  EXPECT_EQ(ending(child), "exit 0");
+}
+
+TEST_F(RegistryConcurrency, ProcessesSeeWholeTransactions) {
+  ASSERT_EQ(writePair(m_key, 0), 0);
+  std::vector<pid_t> children;
+  for (int writer = 0; writer < 3; ++writer) {
+    children.push_back(startChild([&] {
+      for (int n = 1; n <= 200; ++n) {
+        if (writePair(m_key, n) != 0 || readPair(m_key) < 0) return 1;
+      }
+      return 0;
+    }));
+  }
+  for (int look = 0; look < 2000; ++look) ASSERT_GE(readPair(m_key), 0);
+  for (const pid_t child : children) EXPECT_EQ(ending(child), "exit 0");
+}
+
+TEST(RegistryFirstOpen, ProcessesCreateTheStoreAtTheSameMoment) {
+  for (int round = 0; round < 10; ++round) {
+    const TempStore store;
+    const Pipe start;
+    std::vector<pid_t> children;
+    for (int number = 0; number < 12; ++number) {
+      children.push_back(startChild([&] {
+        start.take();
+        const Key own = Key::create(HKEY_USERS, support::toUtf16("process " + text(number)));
+        return own.disposition() == REG_CREATED_NEW_KEY && setValue(own, u"v", "x") == 0 ? 0 : 1;
+      }));
+    }
+    for (std::size_t child = 0; child < children.size(); ++child) start.give();
+    for (const pid_t child : children) ASSERT_EQ(ending(child), "exit 0");
+    EXPECT_EQ(infoOf(HKEY_USERS).subKeys, children.size());
+    EXPECT_EQ(verifyFinding(), "");
+    for (const auto& entry : fs::directory_iterator(store.directory())) {
+      const std::string name = entry.path().filename();
+      EXPECT_TRUE(name == "data.mdb" || name == "lock.mdb") << name;
+    }
+  }
+}
+
+TEST_F(RegistryConcurrency, AForkedChildGoesOnWithTheHandles) {
+  ASSERT_EQ(setValue(m_key, u"v", "parent"), 0);
+  const Pipe written;
+  const Pipe answered;
+  const pid_t child = startChild([&] {
+    if (getValue(m_key, u"v").data != "parent") return 1;
+    if (setValue(m_key, u"v", "child") != 0 || Key::create(m_key, u"sub").status() != 0) return 2;
+    written.give();
+    answered.take();
+    if (getValue(m_key, u"v").data != "parent again") return 3;
+    return RegCloseKey(m_key) == 0 && getValue(m_key, u"v").status == ERROR_INVALID_HANDLE ? 0 : 4;
+  });
+  written.take();
+  EXPECT_EQ(getValue(m_key, u"v").data, "child");
+  EXPECT_EQ(setValue(m_key, u"v", "parent again"), 0);
+  answered.give();
+  EXPECT_EQ(ending(child), "exit 0");
+  EXPECT_EQ(getValue(m_key, u"v").data, "parent again") << "the child's handle was its own";
+}
+
+TEST_F(RegistryConcurrency, AForkInsideATransactionLeavesItToTheParent) {
+  ASSERT_EQ(setValue(m_key, u"v", "before"), 0);
+  const Pipe looked;
+  const Pipe committed;
+  pid_t child = 0;
+  {
+    RegistryTransaction transaction;
+    ASSERT_EQ(setValue(m_key, u"v", "inside"), 0);
+    child = startChild([&] {
+      if (transaction.Commit() != ERROR_INVALID_HANDLE) return 1;
+      if (getValue(m_key, u"v").data != "before") return 2;
+      looked.give();
+      committed.take();
+      if (getValue(m_key, u"v").data != "inside") return 3;
+      return setValue(m_key, u"child", "x");
+    });
+    ASSERT_EQ(setValue(m_key, u"w", "too"), 0);
+    looked.take();
+    EXPECT_EQ(transaction.Commit(), 0);
+  }
+  committed.give();
+  EXPECT_EQ(ending(child), "exit 0");
+  EXPECT_EQ(getValue(m_key, u"w").data, "too");
+  EXPECT_EQ(getValue(m_key, u"child").data, "x");
+}
+
+TEST_F(RegistryConcurrency, AForkInsideATransactionMayEndItInTheChild) {
+  auto transaction = std::make_unique<RegistryTransaction>();
+  ASSERT_EQ(setValue(m_key, u"v", "inside"), 0);
+  EXPECT_EQ(inChild([&] {
+              transaction.reset();
+              return getValue(m_key, u"v").status == ERROR_FILE_NOT_FOUND ? 0 : 1;
+            }),
+            "exit 0");
+  EXPECT_EQ(transaction->Commit(), 0);
+  EXPECT_EQ(getValue(m_key, u"v").data, "inside");
+}
+
+// The child must not give up the parent's place among the readers, which is what keeps the pages of its
+// view from being used again.
+TEST_F(RegistryConcurrency, AForkInsideAViewLeavesItToTheParent) {
+  for (int n = 0; n < 50; ++n) {
+    ASSERT_EQ(setValue(Key::create(m_key, support::toUtf16(text(n))), u"v", std::string(3000, 'a')), 0);
+  }
+  auto view = std::make_unique<RegistryView>();
+  ASSERT_EQ(getValue(Key::open(m_key, u"0"), u"v").data, std::string(3000, 'a'));
+  EXPECT_EQ(inChild([&] {
+              view.reset();
+              return 0;
+            }),
+            "exit 0");
+  EXPECT_EQ(inChild([&] {
+              for (int round = 0; round < 10; ++round) {
+                for (int n = 0; n < 50; ++n) {
+                  const Key key = Key::open(m_key, support::toUtf16(text(n)));
+                  if (setValue(key, u"v", std::string(3000, 'b')) != 0) return 1;
+                }
+              }
+              return 0;
+            }),
+            "exit 0");
+  for (int n = 0; n < 50; ++n) {
+    const Value value = getValue(Key::open(m_key, support::toUtf16(text(n))), u"v");
+    ASSERT_TRUE(value.data == std::string(3000, 'a')) << n;
+  }
+}
+
+// Whatever lock another thread holds at the moment of the fork, the child must get on.
+TEST_F(RegistryConcurrency, AForkWhileOthersWork) {
+  std::atomic<bool> done{false};
+  std::vector<std::thread> threads;
+  for (int worker = 0; worker < 2; ++worker) {
+    threads.emplace_back([&, worker] {
+      while (!done) {
+        std::vector<Key> many;
+        for (int n = 0; n < 200; ++n) many.push_back(Key::open(HKEY_LOCAL_MACHINE, path));
+        EXPECT_EQ(setValue(m_key, worker == 0 ? u"a" : u"b", "x"), 0);
+      }
+    });
+  }
+  for (int round = 0; round < 60 && !HasFailure(); ++round) {
+    EXPECT_EQ(inChild([&] {
+                ::alarm(20);
+                std::vector<Key> many;
+                for (int n = 0; n < 200; ++n) many.push_back(Key::open(HKEY_LOCAL_MACHINE, path));
+                return many.back().status() + setValue(m_key, u"c", "x");
+              }),
+              "exit 0");
+  }
+  done = true;
+  for (std::thread& thread : threads) thread.join();
+}
+
+// Objects with open keys may be static, and are then destroyed after the thread's own things.
+TEST_F(RegistryConcurrency, AStaticObjectMayCloseItsKeyAtTheEnd) {
+  EXPECT_EQ(inChild([&] {
+              static struct Late {
+                HKEY key = 0;
+                ~Late() {
+                  const bool works = setValue(key, u"v", "late") == 0 && getValue(key, u"v").data == "late" &&
+                                     subKeyAt(key, 0).first == ERROR_NO_MORE_ITEMS && RegCloseKey(key) == 0;
+                  ::_exit(works ? 0 : 1);
+                }
+              } late;
+              EXPECT_EQ(RegOpenKeyExW(HKEY_LOCAL_MACHINE, path, 0, MAXIMUM_ALLOWED, &late.key), 0);
+              std::exit(2);
+              return 3;
+            }),
+            "exit 0");
+  EXPECT_EQ(getValue(m_key, u"v").data, "late");
+}
+
+}  // namespace regtest

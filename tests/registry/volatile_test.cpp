@@ -1,0 +1,63 @@
+// Volatile keys end with the boot of the machine.
+#include "platform/registry/Store.h"
+#include "tests/registry/RegistryTest.h"
+
+namespace regtest {
+namespace {
+
+// Closes the store and makes it look as if the machine had been started since.
+void boot(const TempStore& store) {
+  {
+    const auto open = registry::currentStore();
+    registry::TxnPtr transaction = open->begin(nullptr, 0);
+    registry::setLastBoot(transaction.get(), open->tables(), "an earlier boot");
+    open->commit(std::move(transaction));
+  }
+  store.use();
+}
+
+}  // namespace
+
+TEST(VolatileKeys, EndWithTheBoot) {
+  const TempStore store;
+  ASSERT_EQ(setValue(Key::create(HKEY_LOCAL_MACHINE, u"stays\\too"), u"v", "kept"), 0);
+  const std::string large(5000, 'x');
+  for (const char16_t* path :
+       {u"stays\\gone\\deeper\\still", u"gone", u"stays\\gone as well", u"stays\\too\\gone"}) {
+    const Key key = Key::create(HKEY_LOCAL_MACHINE, path, REG_OPTION_VOLATILE);
+    ASSERT_EQ(setValue(key, u"v", "inside"), 0);
+    ASSERT_EQ(setValue(key, u"large", large), 0);
+  }
+  ASSERT_EQ(RegDeleteKeyW(HKEY_LOCAL_MACHINE, u"stays\\gone as well"), 0);
+  store.use();
+  EXPECT_EQ(Key::open(HKEY_LOCAL_MACHINE, u"stays\\gone\\deeper\\still").status(), 0) << "no boot, no purge";
+
+  boot(store);
+  const Key stays = Key::open(HKEY_LOCAL_MACHINE, u"stays");
+  EXPECT_EQ(subKeysOf(HKEY_LOCAL_MACHINE), (std::vector<std::u16string>{u"stays"}));
+  EXPECT_EQ(subKeysOf(stays), (std::vector<std::u16string>{u"too"}));
+  EXPECT_EQ(infoOf(stays), (Info{1, 3, 0, 0, 0}));
+  EXPECT_EQ(getValue(Key::open(stays, u"too"), u"v").data, "kept");
+  EXPECT_EQ(infoOf(Key::open(stays, u"too")).subKeys, 0U);
+  registry::StoreInfo info;
+  EXPECT_EQ(registry::storeInfo(info), 0);
+  EXPECT_EQ(info.values, 0U) << "large values go with their keys";
+  EXPECT_EQ(verifyFinding(), "");
+
+  const Key again = Key::create(HKEY_LOCAL_MACHINE, u"gone", REG_OPTION_VOLATILE);
+  EXPECT_EQ(again.disposition(), REG_CREATED_NEW_KEY);
+  store.use();
+  EXPECT_EQ(Key::open(HKEY_LOCAL_MACHINE, u"gone").status(), 0);
+}
+
+TEST(VolatileKeys, DeepOnesEndToo) {
+  const TempStore store;
+  std::u16string path = u"d";
+  for (int level = 1; level < 512; ++level) path += u"\\d";
+  ASSERT_EQ(Key::create(HKEY_USERS, path, REG_OPTION_VOLATILE).status(), 0);
+  boot(store);
+  EXPECT_EQ(infoOf(HKEY_USERS), Info{});
+  EXPECT_EQ(verifyFinding(), "");
+}
+
+}  // namespace regtest
