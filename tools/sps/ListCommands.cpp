@@ -181,6 +181,7 @@ void runTree(Context& context, const ListArguments& arguments) {
     names = subKeyNames(space);
   }
   std::vector<ListedTopic> topics;
+  topics.reserve(names.size());
   for (const std::u16string& name : names) topics.push_back(listTopic(context, name, arguments.reveal));
   context.Answer([&] { return treeText(context, topics); }, [&] { return treeJson(context, topics); });
 }
