@@ -43,7 +43,8 @@ def read_medians(results):
     """Name -> nanoseconds: the median of the repetitions. What waits for the disk or another process is
     measured by the clock, the rest by the processor's time, which other programs disturb less."""
     times = {}
-    for run in results["benchmarks"]:
+    # A run at random leaves them in any order; the family tells the one in which they were written down.
+    for run in sorted(results["benchmarks"], key=lambda entry: entry["family_index"]):
         if run.get("error_occurred"):
             sys.exit(f"{run['name']}: {run['error_message']}")
         if run["run_type"] != "iteration":
@@ -140,7 +141,8 @@ def main():
     table = format_table(medians)
     print(table, end="")
     if arguments.page:
-        update_page(arguments.page, describe_machine(results) + "\n" + table)
+        scope = "" if arguments.whole else "A run of some rows only: the others were not measured.\n"
+        update_page(arguments.page, describe_machine(results) + scope + "\n" + table)
 
 
 if __name__ == "__main__":
