@@ -1,6 +1,7 @@
 // sps: the command line of the system parameters.
 
 #include <CLI/CLI.hpp>
+#include <cstdio>
 #include <iostream>
 #include <nlohmann/json.hpp>
 
@@ -140,5 +141,10 @@ int run(int argc, char** argv) {
 }  // namespace tool
 
 int main(int argc, char** argv) {
-  return tool::run(argc, argv);
+  try {
+    return tool::run(argc, argv);
+  } catch (...) {  // out of memory before there is anything to report with
+    std::fputs("sps: cannot start\n", stderr);
+    return tool::refused;
+  }
 }
