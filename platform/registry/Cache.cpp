@@ -86,8 +86,8 @@ CachedNode* NodeCache::open(const Moment& moment, const NodeRef& base, std::u16s
   const std::uint64_t hash = hash64(path.data(), path.size() * sizeof(char16_t), base.id);
   CachedNode* node = find(hash, base.id, path);
   if (node != nullptr && isCurrent(moment, *node)) return node;
-  if (countLevels(path) > maxDepth) return nullptr;  // also keeps the recursion from running deep
   if (!isPlain(path)) return open(moment, base, plain(path));
+  if (countLevels(path) > maxDepth) return nullptr;  // also keeps the recursion from running deep
   return load(moment, base, path, hash);
 }
 
@@ -176,7 +176,7 @@ CachedNode* NodeCache::load(const Moment& moment, const NodeRef& base, std::u16s
   node.m_number = 0;
   node.load(path, *record, 0);
   const std::size_t leaf = path.rfind(u'\\') + 1;
-  if (!isNamed(node.m_view, *place, path.substr(leaf))) return nullptr;
+  if (!path.empty() && !isNamed(node.m_view, *place, path.substr(leaf))) return nullptr;
   if (path.empty() && node.m_view.header().id != base.id) return nullptr;
   node.m_base = base.id;
   node.m_ref = {*place, node.m_view.header().id};

@@ -45,7 +45,7 @@ DWORD ExpandEnvironmentStringsW(const char16_t* text, char16_t* buffer, DWORD ca
   if (needed <= capacity) {
     expanded.copy(buffer, expanded.size());
     buffer[expanded.size()] = u'\0';
-  } else if (capacity != 0) {
+  } else if (buffer != nullptr && capacity != 0) {
     buffer[0] = u'\0';
   }
   return static_cast<DWORD>(needed);

@@ -66,6 +66,7 @@ void FoldedName::foldAny(std::u16string_view name) {
   for (std::size_t at = 0; at < name.size();) appendUtf8(m_long, foldCodePoint(nextCodePoint(name, at)));
 }
 
+// NOLINTNEXTLINE(*-member-init): the size says how much of the bytes counts
 EntryKey::EntryKey(std::uint64_t owner, std::string_view folded) {
   putBigEndian(m_bytes.data(), owner);
   const std::size_t plain = folded.size() <= longestPlain ? folded.size() : longestPlain;

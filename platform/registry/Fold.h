@@ -17,6 +17,7 @@ inline constexpr std::size_t maxValueName = 16383;  // characters
 // Two names are the same key or value exactly if these bytes are equal.
 class FoldedName {
 public:
+  // NOLINTNEXTLINE(*-member-init): the size says how much of the bytes counts
   explicit FoldedName(std::u16string_view name) {
     if (!foldAscii(name)) foldAny(name);
   }
@@ -33,10 +34,11 @@ private:
 
 // The store's key of a child: the owner's id, then the folded name. A name beyond what the store can
 // index keeps its beginning and a 128-bit hash of the whole; the full name is compared on the hit.
-class EntryKey {
+class EntryKey {  // NOLINT(*-member-init): the same
 public:
   static constexpr std::size_t capacity = 511;
 
+  // NOLINTNEXTLINE(*-member-init): the size says how much of the bytes counts
   EntryKey() = default;
   EntryKey(std::uint64_t owner, std::string_view folded);
   // The bytes of a key that the store gave.
@@ -49,6 +51,7 @@ public:
   bool isHashed() const { return m_size == capacity; }
 
   // Only the bytes that count are copied.
+  // NOLINTNEXTLINE(*-member-init): the size says how much of the bytes counts
   EntryKey(const EntryKey& other) : m_size(other.m_size) {
     std::memcpy(m_bytes.data(), other.m_bytes.data(), m_size);
   }

@@ -1,5 +1,7 @@
 #include "platform/registry/Handles.h"
 
+#include <pthread.h>
+
 #include <algorithm>
 #include <array>
 #include <atomic>
@@ -46,6 +48,13 @@ std::array<std::atomic<Chunk*>, chunkCount> g_chunks{};
 std::mutex g_mutex;
 std::uint32_t g_nextIndex = 1;  // 0 would make the handle 0 possible
 
+// A child must not inherit the lock from a thread that it doesn't have.
+void guardAgainstForks() {
+  static const int result =
+      ::pthread_atfork([] { g_mutex.lock(); }, [] { g_mutex.unlock(); }, [] { g_mutex.unlock(); });
+  check(result);
+}
+
 std::vector<std::uint32_t>& freeSlots() {
   static auto* const list = new std::vector<std::uint32_t>;  // NOLINT(*-owning-memory): outlives all threads
   return *list;
@@ -60,6 +69,7 @@ struct LocalFree {
     for (; slots.size() > keep; slots.pop_back()) freeSlots().push_back(slots.back());
   }
   void refill() {
+    guardAgainstForks();
     const std::lock_guard lock(g_mutex);
     auto& common = freeSlots();
     for (; !common.empty() && slots.size() < keptFree / 2; common.pop_back()) slots.push_back(common.back());

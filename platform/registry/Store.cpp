@@ -111,7 +111,8 @@ std::shared_ptr<Store> Store::open(const std::string& directory) {
 }
 
 void Store::openEnvironment() {
-  constexpr std::uint64_t leastSize = 2 * 4096;  // both heads of the file; below that it is cut off
+  constexpr std::uint64_t leastSize =
+      2 * std::uint64_t{4096};  // both heads of the file; below that it is cut off
   if (fileSize(m_directory + dataFileName) < leastSize) throw Failure(ERROR_REGISTRY_CORRUPT);
   reserveLockFile(m_directory, lockFileSize);
   int result = 0;

@@ -75,7 +75,7 @@ std::string userStateDirectory() {
 
 std::string defaultDirectory() {
   if (const char* named = std::getenv("SPS_REGISTRY"); named != nullptr && *named != '\0') return named;
-  const std::string machine = "/var/lib/sps/registry";
+  std::string machine = "/var/lib/sps/registry";
   if (isWritable(machine) || (::access(machine.c_str(), F_OK) != 0 && isWritable("/var/lib/sps"))) {
     return machine;
   }
@@ -133,7 +133,7 @@ std::uint64_t fileSize(const std::string& file) {
 }
 
 bool isFull(const std::string& directory) {
-  constexpr std::uint64_t leastRoom = 64 * 1024;
+  constexpr std::uint64_t leastRoom = std::uint64_t{64} << 10;
   struct rlimit limit {};
   if (::getrlimit(RLIMIT_FSIZE, &limit) == 0 && limit.rlim_cur != RLIM_INFINITY &&
       fileSize(directory + dataFileName) + leastRoom > limit.rlim_cur) {

@@ -17,7 +17,7 @@ inline constexpr mode_t fileMode = 0660;
 struct FileIdentity {
   dev_t device;
   ino_t node;
-  auto operator<=>(const FileIdentity&) const = default;
+  auto operator<=>(const FileIdentity&) const = default;  // NOLINT(modernize-use-nullptr): there is none
 };
 
 // The directory that the environment asks for.

@@ -101,7 +101,7 @@ void ThreadState::beginScope(WriteScope& scope) {
 LSTATUS ThreadState::commitScope(WriteScope& scope) {
   if (&get() != this || scope.process != processGeneration()) return ERROR_INVALID_HANDLE;
   if (!contains(m_scope, scope)) return ERROR_INVALID_HANDLE;
-  while (m_scope != &scope) endScope(*m_scope);
+  while (m_scope != nullptr && m_scope != &scope) endScope(*m_scope);
   if (scope.failure != 0) return scope.failure;
   const LSTATUS outcome = guarded([&] {
     scope.store->commit(std::move(scope.txn));
@@ -116,6 +116,7 @@ LSTATUS ThreadState::commitScope(WriteScope& scope) {
 
 void ThreadState::endScope(WriteScope& scope) {
   if (scope.process != processGeneration()) {
+    if (contains(m_scope, scope)) m_scope = nullptr;  // with it the parent's others
     abandon(std::move(scope.store), scope.txn.release());
     return;
   }

@@ -64,7 +64,7 @@ public:
   void refreshView() {
     if (!m_viewIsLive) return;
     m_viewIsLive = false;
-    mdb_txn_reset(m_reader.get());
+    if (m_process == processGeneration()) mdb_txn_reset(m_reader.get());  // else it is the parent's
   }
 
   void beginScope(WriteScope& scope);

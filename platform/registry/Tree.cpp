@@ -178,7 +178,7 @@ Tree::Created Tree::create(const NodeRef& base, std::u16string_view path, bool i
 
 NodeRef Tree::addChild(const NodeRef& parent, std::u16string_view name, bool isVolatile) {
   NodeRecord above = edit(parent);
-  const NodeRef node{EntryKey(parent.id, FoldedName(name).view()), takeId(m_txn, m_tables)};
+  NodeRef node{EntryKey(parent.id, FoldedName(name).view()), takeId(m_txn, m_tables)};
   NodeRecord record;
   record.header.id = node.id;
   record.header.depth = above.header.depth + 1;

@@ -52,7 +52,7 @@ public:
 
   struct Created {
     NodeRef node;
-    bool isNew;
+    bool isNew = false;
   };
   Created create(const NodeRef& base, std::u16string_view path, bool isVolatile);
   // Throws Failure with ERROR_ACCESS_DENIED for a hive and for a key that has sub keys.

@@ -140,8 +140,9 @@ private:
     Cursor cursor(m_txn, freePages);
     for (bool found = cursor.first(); found; found = cursor.next()) {
       std::vector<std::size_t> pages(cursor.data().size() / sizeof(std::size_t));
+      if (pages.empty()) throw std::string("the list of free pages is damaged");
       std::memcpy(pages.data(), cursor.data().data(), pages.size() * sizeof(std::size_t));
-      if (pages.empty() || pages[0] >= pages.size()) throw std::string("the list of free pages is damaged");
+      if (pages[0] >= pages.size()) throw std::string("the list of free pages is damaged");
       for (const std::size_t page : std::span(pages).subspan(1, pages[0])) {
         const bool isRight = page > 1 && page < isFree.size() && !isFree[page];
         if (!isRight) throw std::string("the list of free pages is damaged");

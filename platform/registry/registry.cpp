@@ -161,6 +161,8 @@ void deliver(FILETIME* out, std::uint64_t time) {
 
 using namespace registry;  // NOLINT(google-build-using-namespace): what follows is its outer face
 
+// NOLINTBEGIN(readability-non-const-parameter): the interface has them so
+
 LSTATUS RegOpenKeyExW(HKEY key, const char16_t* path, DWORD options, REGSAM rights, HKEY* result) {
   if (result == nullptr) return ERROR_INVALID_PARAMETER;
   *result = 0;
@@ -292,3 +294,4 @@ LSTATUS RegEnumValueW(HKEY key, DWORD index, char16_t* name, DWORD* nameSize, DW
     return outcome;
   });
 }
+// NOLINTEND(readability-non-const-parameter)

@@ -1,4 +1,7 @@
 // Stores that are not what they should be. What can crash runs in a child process.
+#include <sys/resource.h>
+
+#include <csignal>
 #include <fstream>
 #include <map>
 #include <random>
@@ -87,6 +90,10 @@ int inspect() {
 
 std::string inspectInChild(const std::string& directory) {
   return inChild([&] {
+    for (const int crash : {SIGSEGV, SIGBUS, SIGABRT})
+      std::signal(crash, SIG_DFL);  // a sanitizer may have them
+    const rlimit noCore{};
+    ::setrlimit(RLIMIT_CORE, &noCore);
     registry::useStore(directory);
     return inspect();
   });
@@ -302,6 +309,7 @@ TEST_F(RegistryDamage, AWrongByteInAPageHead) {
                                                     {shown(DamageSeen), "seen as damage"},
                                                     {shown(Missing), "a key or value is missing"},
                                                     {shown(OtherError), "another error"}};
+  std::printf("%zu pages\n", m_file.size() / page);
   for (const auto& [outcome, count] : outcomes) {
     const auto name = names.find(outcome);
     std::printf("%5d  %s\n", count, name != names.end() ? name->second.c_str() : outcome.c_str());
