@@ -42,7 +42,7 @@ DWORD ExpandEnvironmentStringsW(const char16_t* text, char16_t* buffer, DWORD ca
   if (text == nullptr || (buffer == nullptr && capacity != 0)) return 0;
   const std::u16string expanded = expand(text);
   const std::size_t needed = expanded.size() + 1;
-  if (needed <= capacity) {
+  if (buffer != nullptr && needed <= capacity) {
     expanded.copy(buffer, expanded.size());
     buffer[expanded.size()] = u'\0';
   } else if (buffer != nullptr && capacity != 0) {
