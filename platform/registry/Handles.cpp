@@ -83,9 +83,30 @@ struct LocalFree {
   }
 };
 
+// Static and older thread-local objects may close their keys after the thread's list has gone. They get
+// another one, which stays.
 LocalFree& localFree() {
-  thread_local LocalFree local;
-  return local;
+  static constinit thread_local LocalFree* t_local = nullptr;
+  static constinit thread_local bool t_ended = false;
+  struct Owner {
+    std::unique_ptr<LocalFree> local = std::make_unique<LocalFree>();
+    Owner() = default;
+    ~Owner() {
+      t_local = nullptr;
+      t_ended = true;
+    }
+    Owner(const Owner&) = delete;
+    Owner& operator=(const Owner&) = delete;
+  };
+  if (t_local != nullptr) [[likely]]
+    return *t_local;
+  if (t_ended) {
+    t_local = std::make_unique<LocalFree>().release();
+  } else {
+    thread_local const Owner owner;
+    t_local = owner.local.get();
+  }
+  return *t_local;
 }
 
 Slot* slotOf(std::uint32_t index) {
