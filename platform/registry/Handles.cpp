@@ -63,6 +63,9 @@ std::vector<std::uint32_t>& freeSlots() {
 struct LocalFree {
   std::vector<std::uint32_t> slots;
 
+  LocalFree() = default;
+  LocalFree(const LocalFree&) = delete;
+  LocalFree& operator=(const LocalFree&) = delete;
   ~LocalFree() { giveBack(0); }
   void giveBack(std::size_t keep) {
     const std::lock_guard lock(g_mutex);
@@ -138,7 +141,7 @@ void writePlace(Slot& slot, std::string_view bytes) {
 }
 
 EntryKey readPlace(const Slot& slot) {
-  std::array<std::uint64_t, placeWords> words;
+  std::array<std::uint64_t, placeWords> words;  // NOLINT(*-member-init): the size says how much counts
   const std::size_t size =
       std::min<std::size_t>(slot.placeSize.load(std::memory_order_acquire), EntryKey::capacity);
   for (std::size_t word = 0; word * 8 < size; ++word) {

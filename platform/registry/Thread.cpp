@@ -129,8 +129,7 @@ void ThreadState::endScope(WriteScope& scope) {
   }
 }
 
-Writing::Writing()
-    : m_store(ThreadState::get().store()), m_scope(ThreadState::get().scope()), m_txn(nullptr) {
+Writing::Writing() : m_store(ThreadState::get().store()), m_scope(ThreadState::get().scope()) {
   if (m_store.isReadOnly()) throw Failure(ERROR_ACCESS_DENIED);
   if (m_scope == nullptr) {
     m_own = m_store.begin(nullptr, 0);

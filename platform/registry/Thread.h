@@ -135,7 +135,7 @@ private:
   Store& m_store;
   WriteScope* m_scope;
   TxnPtr m_own;
-  MDB_txn* m_txn;
+  MDB_txn* m_txn = nullptr;
 };
 
 // True where a failure may have come after the first write of an operation. What refuses an operation
