@@ -12,6 +12,15 @@
 #include "platform/support/Format.h"
 #include "platform/support/api.h"
 
+namespace support {
+
+// What the language takes for a number where only a number is offered.
+template <class Type>
+concept Character = std::same_as<Type, char> || std::same_as<Type, wchar_t> || std::same_as<Type, char8_t> ||
+    std::same_as<Type, char16_t> || std::same_as<Type, char32_t>;
+
+}  // namespace support
+
 // A text of 16-bit characters (UTF-16, though any content is kept). All lengths, counts and positions
 // are in characters. Null pointers are read as the empty text. One object belongs to one thread at a
 // time, as with std::string.
@@ -30,8 +39,8 @@ public:
   explicit UnicodeString(std::u16string_view text) : m_text(text) {}
   explicit UnicodeString(std::u16string&& text) noexcept : m_text(std::move(text)) {}
   // A character is no number: without this, its code would come out in digits.
-  template <std::same_as<char16_t> Character>
-  UnicodeString(Character) = delete;
+  template <support::Character Type>
+  UnicodeString(Type) = delete;
 
   // The text up to its end, zero-terminated; valid until the next change of this object.
   operator const char16_t*() const { return m_text.c_str(); }  // NOLINT(google-explicit-constructor)
@@ -44,6 +53,8 @@ public:
   }
   // Not the null pointer that a literal 0 would otherwise be.
   UnicodeString& operator=(std::int32_t number) { return *this = UnicodeString(number); }
+  template <support::Character Type>
+  UnicodeString& operator=(Type) = delete;
   UnicodeString& operator+=(const UnicodeString& text) {
     m_text.append(text.m_text);
     return *this;
@@ -56,6 +67,9 @@ public:
     m_text.push_back(character);
     return *this;
   }
+  // Nor is a number a character, or a text.
+  template <std::integral Number>
+  requires(!std::same_as<Number, char16_t>) UnicodeString& operator+=(Number) = delete;
 
   std::int32_t GetLength() const { return static_cast<std::int32_t>(m_text.size()); }
   bool IsEmpty() const { return m_text.empty(); }
@@ -64,6 +78,7 @@ public:
   // Below 0, 0 or above 0 as this text sorts before, equals or sorts after the other, by character
   // code; case counts.
   std::int32_t Compare(const char16_t* other) const { return m_text.compare(view(other)); }
+  std::int32_t Compare(const UnicodeString& other) const { return m_text.compare(other.m_text); }
   // Position of the first such character at or after start; -1 where there is none. A start below 0
   // is 0.
   std::int32_t Find(char16_t character, std::int32_t start = 0) const;

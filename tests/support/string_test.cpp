@@ -87,7 +87,20 @@ TEST(UnicodeStringTest, Construction) {
   EXPECT_EQ(UnicodeString(0), u"0");
   EXPECT_EQ(UnicodeString(-7), u"-7");
   EXPECT_EQ(UnicodeString(std::numeric_limits<std::int32_t>::min()), u"-2147483648");
+}
+
+template <class Type>
+concept Appendable = requires(UnicodeString text, Type value) {
+  text += value;
+};
+
+TEST(UnicodeStringTest, CharactersAndNumbersAreNotTakenForEachOther) {
   static_assert(!std::is_constructible_v<UnicodeString, char16_t>);
+  static_assert(!std::is_constructible_v<UnicodeString, char>);
+  static_assert(!std::is_assignable_v<UnicodeString&, char16_t>);
+  static_assert(!std::is_assignable_v<UnicodeString&, char>);
+  static_assert(Appendable<char16_t> && Appendable<UnicodeString> && Appendable<const char16_t*>);
+  static_assert(!Appendable<std::int32_t> && !Appendable<std::uint32_t> && !Appendable<char>);
 }
 
 TEST(UnicodeStringTest, Sums) {
@@ -119,6 +132,9 @@ TEST(UnicodeStringTest, ComparesTextsAndNotAddresses) {
   EXPECT_LT(lower.Compare(u"abd"), 0);
   EXPECT_GT(lower.Compare(u"ABC"), 0);
   EXPECT_GT(lower.Compare(nullptr), 0);
+  const UnicodeString withZero(std::u16string_view(u"a\0b", 3));
+  EXPECT_EQ(withZero.Compare(UnicodeString(withZero)), 0);
+  EXPECT_NE(withZero.Compare(u"a"), 0);
   EXPECT_LT(UnicodeString(u"\xD83D").Compare(u"\xFFFD"), 0);
   EXPECT_EQ((std::set<UnicodeString>{u"b", u"a", u"b"}.size()), 2U);
 }
