@@ -77,8 +77,13 @@ void pad(std::u16string& out, const Directive& directive, std::u16string_view te
   if (directive.leftAligned) out.append(missing, u' ');
 }
 
+bool isText(const Directive& directive) {
+  return directive.letter == u's' || directive.letter == u'S';
+}
+
 void print(std::u16string& out, const Directive& directive, std::u16string_view text) {
-  pad(out, directive, directive.hasPrecision ? text.substr(0, directive.precision) : text);
+  pad(out, directive,
+      directive.hasPrecision && isText(directive) ? text.substr(0, directive.precision) : text);
 }
 
 bool isHexadecimal(const Directive& directive) {
@@ -116,10 +121,6 @@ void printNumber(std::u16string& out, const Directive& directive, bool negative,
   }
   if (least > digits.size()) text.append(least - digits.size(), u'0');
   pad(out, directive, text += digits);
-}
-
-bool isText(const Directive& directive) {
-  return directive.letter == u's' || directive.letter == u'S';
 }
 
 void print(std::u16string& out, const Directive& directive, std::uint64_t number) {

@@ -51,6 +51,7 @@ TEST(FormatTest, MismatchesAreHarmless) {
   check({
       {format(u"%d%%", 50), u"50%"},
       {format(u"%d", u"text"), u"text"},
+      {format(u"%.2d|%.1c", u"text", u"text"), u"text|text"},
       {format(u"%s", 12), u"12"},
       {format(u"%.1s", -12), u"-12"},
       {format(u"%s and %s", u"one"), u"one and %s"},
