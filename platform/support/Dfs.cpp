@@ -69,6 +69,7 @@ bool Dfs::AssignEmptyBuffer(char* buffer, std::int64_t size, bool flag) {
 
 void Dfs::SetEmpty() {
   m_overflow = false;
+  m_received = false;
   m_data = m_buffer;
   m_size = 0;
   if (m_buffer) append(dfs::headerSize);
@@ -82,6 +83,7 @@ bool Dfs::Assign(const void* data, std::size_t size) {
   }
   m_data = bytes;
   m_size = size;
+  m_received = true;
   m_overflow = false;
   return true;
 }
@@ -142,7 +144,7 @@ bool Dfs::GetCurBin(const char16_t* key, void* out, std::int64_t maximum, std::i
 
 // Where the next field goes; nowhere after an overflow and while bytes received are bound.
 std::span<std::uint8_t> Dfs::room() const {
-  if (m_overflow || !m_buffer || m_data != m_buffer) return {};
+  if (m_overflow || m_received || !m_buffer) return {};
   return {m_buffer + m_size, m_capacity - m_size};
 }
 

@@ -72,6 +72,7 @@ private:
   std::size_t m_capacity = 0;
   const std::uint8_t* m_data = nullptr;  // the buffer, bytes received, or null for an empty container
   std::size_t m_size = 0;
+  bool m_received = false;  // the data may not be written to, even where it lies in the buffer
   bool m_overflow = false;
 };
 

@@ -169,6 +169,17 @@ TEST_F(DfsTest, ReceivedBytesAreReadOnlyAndLetGo) {
   EXPECT_EQ(out.GetData(), buffer);
 }
 
+TEST_F(DfsTest, BytesReceivedIntoTheBufferItselfAreReadOnlyToo) {
+  addOneOfEach();
+  const Bytes bytes = sent();
+  DfsBin in;
+  in.AssignEmptyBuffer(buffer, 6, false);
+  std::copy(bytes.begin(), bytes.end(), buffer);
+  EXPECT_TRUE(in.Assign(buffer, bytes.size()));
+  EXPECT_FALSE(in.AddValueI4(1, u"more"));
+  EXPECT_EQ(Bytes(buffer, buffer + bytes.size()), bytes);
+}
+
 TEST_F(DfsTest, EveryTruncationAndExtensionIsRefused) {
   addOneOfEach();
   Bytes bytes = sent();
