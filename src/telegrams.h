@@ -15,9 +15,6 @@ inline constexpr std::int32_t serviceNumber = 11;
 // Bytes that the client has for one request.
 inline constexpr std::int32_t requestRoom = 8192;
 
-// A refusal by the service reaches the client as this plus the service's own code.
-inline constexpr std::int32_t serviceErrors = 0x30000000;
-
 // A registry text goes to the service in pieces of at most that many characters.
 inline constexpr std::int32_t importPiece = 3500;
 
