@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <string>
 
 #include "platform/ipc/IpcBase.h"
 #include "platform/support/Dfs.h"
@@ -90,6 +91,7 @@ public:
 private:
   class Impl;
   bool settle(std::int32_t code);
+  void traceFailure(const char16_t* server, std::int32_t error, const std::string& detail) const;
 
   std::unique_ptr<Impl> m_impl;
 };

@@ -11,6 +11,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/ipc/TlsFiles.h"
+
 namespace ipc {
 
 // Who is at the other end. Only what the transport proved, never what a telegram claims.
@@ -81,13 +83,6 @@ public:
   // The connection is gone. Once for each session that sent this service a request, after the last serve
   // of it, though one of its exchanges may still be alive.
   virtual void ended(SessionId session);
-};
-
-// Files in PEM form. The certificate file may hold the chain behind the certificate.
-struct TlsFiles {
-  std::string certificate;
-  std::string key;
-  std::string authorities;  // who signs the certificates that we trust
 };
 
 // What a server allows.

@@ -1,0 +1,173 @@
+#include "platform/ipc/Socket.h"
+
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <poll.h>
+#include <sys/time.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <utility>
+
+#include "platform/ipc/Errors.h"
+#include "platform/ipc/SystemErrors.h"
+
+namespace ipc {
+
+namespace {
+
+// A peer that vanished without a word is noticed after about a minute.
+constexpr int keepIdleSeconds = 30;
+constexpr int keepIntervalSeconds = 10;
+constexpr int keepCount = 3;
+
+void setOption(int descriptor, int level, int option, int value) {
+  ::setsockopt(descriptor, level, option, &value, sizeof value);
+}
+
+bool wouldBlock(int error) {
+  return error == EAGAIN || error == EWOULDBLOCK;
+}
+
+// Takes the bytes that have gone off the front of the vectors.
+std::span<iovec> advance(std::span<iovec> bytes, std::size_t count) {
+  while (!bytes.empty() && count >= bytes.front().iov_len) {
+    count -= bytes.front().iov_len;
+    bytes = bytes.subspan(1);
+  }
+  if (!bytes.empty()) {
+    bytes.front().iov_base = static_cast<std::uint8_t*>(bytes.front().iov_base) + count;
+    bytes.front().iov_len -= count;
+  }
+  return bytes;
+}
+
+// The address without its port; nothing comparable for other families.
+std::span<const std::uint8_t> hostPart(const sockaddr_storage& address) {
+  if (address.ss_family == AF_INET) {
+    const auto& v4 = reinterpret_cast<const sockaddr_in&>(address).sin_addr;
+    return {reinterpret_cast<const std::uint8_t*>(&v4), sizeof v4};
+  }
+  if (address.ss_family != AF_INET6) return {};
+  const auto& v6 = reinterpret_cast<const sockaddr_in6&>(address).sin6_addr;
+  return {reinterpret_cast<const std::uint8_t*>(&v6), sizeof v6};
+}
+
+}  // namespace
+
+Socket::Socket(Socket&& other) noexcept
+    : m_descriptor(std::exchange(other.m_descriptor, -1)), m_receiveLimit(other.m_receiveLimit) {}
+
+Socket& Socket::operator=(Socket&& other) noexcept {
+  std::swap(m_descriptor, other.m_descriptor);
+  std::swap(m_receiveLimit, other.m_receiveLimit);
+  return *this;
+}
+
+void Socket::close() {
+  if (m_descriptor >= 0) ::close(m_descriptor);
+  m_descriptor = -1;
+}
+
+// The system's own limit on blocking spares every exchange a call of poll.
+void Socket::limitBlocking(int option, std::int32_t milliseconds) {
+  const timeval time{milliseconds / 1000, milliseconds % 1000 * 1000};
+  ::setsockopt(m_descriptor, SOL_SOCKET, option, &time, sizeof time);
+}
+
+void Socket::tuneTcp() const {
+  setOption(m_descriptor, IPPROTO_TCP, TCP_NODELAY, 1);
+  setOption(m_descriptor, SOL_SOCKET, SO_KEEPALIVE, 1);
+  setOption(m_descriptor, IPPROTO_TCP, TCP_KEEPIDLE, keepIdleSeconds);
+  setOption(m_descriptor, IPPROTO_TCP, TCP_KEEPINTVL, keepIntervalSeconds);
+  setOption(m_descriptor, IPPROTO_TCP, TCP_KEEPCNT, keepCount);
+  setOption(m_descriptor, IPPROTO_TCP, TCP_USER_TIMEOUT,
+            (keepIdleSeconds + keepCount * keepIntervalSeconds) * 1000);
+}
+
+std::int32_t Socket::connect(const sockaddr* address, socklen_t size, const Deadline& deadline) {
+  close();
+  m_receiveLimit = 0;
+  m_descriptor = ::socket(address->sa_family, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  if (m_descriptor < 0) return fromErrno(errno);
+  if (address->sa_family != AF_UNIX) tuneTcp();
+  for (;;) {
+    const int left = deadline.left();
+    if (left == 0) return timedOut;
+    limitBlocking(SO_SNDTIMEO, left < 0 ? 0 : left);
+    if (::connect(m_descriptor, address, size) == 0 || errno == EISCONN) return noError;
+    if (errno != EINTR) return fromErrno(errno);
+  }
+}
+
+std::int32_t Socket::wait(short events, const Deadline& deadline) const {
+  for (;;) {
+    pollfd entry{m_descriptor, events, 0};
+    const int ready = ::poll(&entry, 1, deadline.left());
+    if (ready > 0) return noError;
+    if (ready == 0) return timedOut;
+    if (errno != EINTR) return fromErrno(errno);
+  }
+}
+
+std::int32_t Socket::send(std::span<iovec> bytes, std::size_t& sent, Deadline& deadline) {
+  sent = 0;
+  while (!bytes.empty()) {
+    msghdr message{};
+    message.msg_iov = bytes.data();
+    message.msg_iovlen = bytes.size();
+    const ssize_t count = ::sendmsg(m_descriptor, &message, MSG_NOSIGNAL | MSG_DONTWAIT);
+    if (count >= 0) {
+      sent += static_cast<std::size_t>(count);
+      bytes = advance(bytes, static_cast<std::size_t>(count));
+    } else if (wouldBlock(errno)) {
+      deadline.takeWhole();  // a wait for the answer has less
+      if (const std::int32_t error = wait(POLLOUT, deadline); error != noError) return error;
+    } else if (errno != EINTR) {
+      return connectionLost;
+    }
+  }
+  return noError;
+}
+
+std::int32_t Socket::receive(std::span<std::uint8_t> room, std::size_t& got, Deadline& deadline) {
+  got = 0;
+  int flags = MSG_DONTWAIT;
+  if (const std::int32_t whole = deadline.takeWhole(); whole >= 0) {
+    if (whole != m_receiveLimit) limitBlocking(SO_RCVTIMEO, whole);
+    m_receiveLimit = whole;
+    flags = 0;
+  }
+  for (;;) {
+    const ssize_t count = ::recv(m_descriptor, room.data(), room.size(), flags);
+    if (count > 0) {
+      got = static_cast<std::size_t>(count);
+      return noError;
+    }
+    if (count == 0 || (!wouldBlock(errno) && errno != EINTR)) return connectionLost;
+    if (const std::int32_t error = wait(POLLIN, deadline); error != noError) return error;
+    flags = MSG_DONTWAIT;
+  }
+}
+
+bool Socket::isConnected() const {
+  if (m_descriptor < 0) return false;
+  pollfd entry{m_descriptor, POLLRDHUP, 0};
+  return ::poll(&entry, 1, 0) <= 0;
+}
+
+bool Socket::isToThisMachine() const {
+  sockaddr_storage own{};
+  sockaddr_storage peer{};
+  socklen_t ownSize = sizeof own;
+  socklen_t peerSize = sizeof peer;
+  if (::getsockname(m_descriptor, reinterpret_cast<sockaddr*>(&own), &ownSize) != 0) return false;
+  if (::getpeername(m_descriptor, reinterpret_cast<sockaddr*>(&peer), &peerSize) != 0) return false;
+  const auto left = hostPart(own);
+  const auto right = hostPart(peer);
+  return !left.empty() && left.size() == right.size() &&
+         std::memcmp(left.data(), right.data(), left.size()) == 0;
+}
+
+}  // namespace ipc

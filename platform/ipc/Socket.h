@@ -1,0 +1,48 @@
+// A connected stream socket of the client, with operations that end in time and raise no signal.
+#pragma once
+
+#include <sys/socket.h>
+#include <sys/uio.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+#include "platform/ipc/Deadline.h"
+
+namespace ipc {
+
+// Operations give ipc::noError or what went wrong. One object belongs to one thread at a time.
+class Socket {
+public:
+  Socket() = default;
+  ~Socket() { close(); }
+  Socket(const Socket&) = delete;
+  Socket& operator=(const Socket&) = delete;
+  Socket(Socket&& other) noexcept;
+  Socket& operator=(Socket&& other) noexcept;
+
+  // Closes what was open before. The socket does not pass to programs that this process starts.
+  std::int32_t connect(const sockaddr* address, socklen_t size, const Deadline& deadline);
+
+  // Sends all of the bytes; the vectors are used up. Sent is what has gone out also on failure.
+  std::int32_t send(std::span<iovec> bytes, std::size_t& sent, Deadline& deadline);
+  // Waits for at least one byte. Got is their count, 0 on failure.
+  std::int32_t receive(std::span<std::uint8_t> room, std::size_t& got, Deadline& deadline);
+
+  // Whether the peer can still be heard; asks the system, and reads nothing.
+  bool isConnected() const;
+  // Whether both ends have the same address.
+  bool isToThisMachine() const;
+  void close();
+
+private:
+  std::int32_t wait(short events, const Deadline& deadline) const;
+  void limitBlocking(int option, std::int32_t milliseconds);
+  void tuneTcp() const;
+
+  int m_descriptor = -1;
+  std::int32_t m_receiveLimit = 0;  // what the system was told last, milliseconds
+};
+
+}  // namespace ipc
