@@ -1,0 +1,52 @@
+#include "service/Telegrams.h"
+
+#include <utility>
+
+namespace service {
+
+template <class Value>
+Value Fields::Keep(bool found, Value&& value) {
+  m_complete = m_complete && found;
+  return std::forward<Value>(value);
+}
+
+UnicodeString Fields::Text(telegram::Key<telegram::Wire::Str> key) {
+  UnicodeString text;
+  const bool found = telegram::get(m_fields, key, text);
+  return Keep(found && text.View().find(u'\0') == std::u16string_view::npos, std::move(text));
+}
+
+std::int32_t Fields::Number(telegram::Key<telegram::Wire::I4> key) {
+  std::int32_t number = 0;
+  const bool found = telegram::get(m_fields, key, number);
+  return Keep(found, std::move(number));
+}
+
+bool Fields::Flag(telegram::Key<telegram::Wire::I2> key) {
+  std::int16_t number = 0;
+  const bool found = telegram::get(m_fields, key, number);
+  return Keep(found, number != 0);
+}
+
+Bytes Fields::Binary(telegram::Key<telegram::Wire::Bin> key) {
+  Bytes bytes(m_complete ? static_cast<std::size_t>(m_fields.GetDataSize()) : 0);
+  std::int32_t count = 0;
+  const bool found =
+      telegram::get(m_fields, key, bytes.data(), static_cast<std::int64_t>(bytes.size()), count);
+  bytes.resize(static_cast<std::size_t>(count));
+  return Keep(found, std::move(bytes));
+}
+
+std::uint16_t Fields::Letter() {
+  std::uint16_t letter = 0;
+  const bool found = telegram::getLetter(m_fields, letter);
+  return Keep(found, std::move(letter));
+}
+
+Bytes Fields::SizedBinary() {
+  const std::int32_t size = Number(telegram::key::size);
+  Bytes bytes = Binary(telegram::key::binary);
+  return Keep(size >= 0 && static_cast<std::size_t>(size) == bytes.size(), std::move(bytes));
+}
+
+}  // namespace service
