@@ -1,0 +1,191 @@
+#include "service/Audit.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <charconv>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+
+#include "platform/support/Trace.h"
+#include "service/Json.h"
+#include "src/spcForms.h"
+
+namespace service {
+namespace {
+
+constexpr std::size_t shownBytes = 512;         // of a value
+constexpr std::size_t mostWaiting = 4U << 20U;  // bytes
+
+std::string timeNow() {
+  using namespace std::chrono;
+  const auto now = time_point_cast<milliseconds>(system_clock::now());
+  const std::time_t seconds = system_clock::to_time_t(now);
+  std::tm parts{};
+  ::gmtime_r(&seconds, &parts);
+  std::array<char, 40> text{};
+  const std::size_t length = std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%S", &parts);
+  const auto milli = static_cast<int>(now.time_since_epoch().count() % 1000);
+  (void)std::snprintf(text.data() + length, text.size() - length, ".%03dZ", milli);
+  return text.data();
+}
+
+const char* kindName(ipc::Peer::Kind kind) {
+  switch (kind) {
+    case ipc::Peer::Kind::Unix:
+      return "unix";
+    case ipc::Peer::Kind::Tls:
+      return "tls";
+    default:
+      return "loopback";
+  }
+}
+
+template <class Value>
+Value take(const Bytes& bytes) {
+  Value value{};
+  std::memcpy(&value, bytes.data(), std::min(bytes.size(), sizeof value));
+  return value;
+}
+
+// JSON has no numbers for infinities and what is none.
+void addFloat(JsonLine& line, double number) {
+  std::array<char, 40> text{};
+  const auto [end, error] = std::to_chars(text.data(), text.data() + text.size(), number);
+  const std::string_view digits(text.data(), static_cast<std::size_t>(end - text.data()));
+  if (std::isfinite(number)) {
+    line.Raw("value", digits);
+  } else {
+    line.Text("value", digits);
+  }
+}
+
+std::string hexText(View bytes) {
+  constexpr const char* digits = "0123456789abcdef";
+  std::string text;
+  for (const std::uint8_t byte : bytes) {
+    text += digits[byte >> 4U];
+    text += digits[byte & 0xFU];
+  }
+  return text;
+}
+
+void addText(JsonLine& line, View bytes) {
+  std::u16string text(bytes.size() / sizeof(char16_t), u'\0');
+  std::memcpy(text.data(), bytes.data(), text.size() * sizeof(char16_t));
+  line.Text("value", std::u16string_view(text).substr(0, text.find(u'\0')));
+}
+
+void addValue(JsonLine& line, std::uint16_t letter, const Bytes& value) {
+  const View shown = View(value).first(std::min(value.size(), shownBytes));
+  const Form* const form = findForm(letter);
+  const bool fits = form && form->fits(value);
+  if (letter == client::letterOf<UnicodeString>) {
+    addText(line, shown);
+  } else if (fits && letter == client::letterOf<std::int32_t>) {
+    line.Number("value", take<std::int32_t>(value));
+  } else if (fits && letter == client::letterOf<std::int64_t>) {
+    line.Number("value", take<std::int64_t>(value));
+  } else if (fits && letter == client::letterOf<bool>) {
+    line.Raw("value", value[0] != 0 ? "true" : "false");
+  } else if (fits && letter == client::letterOf<double>) {
+    addFloat(line, take<double>(value));
+  } else {
+    line.Text("value", hexText(shown));
+  }
+  if (shown.size() < value.size()) line.Number("bytes", static_cast<std::int64_t>(value.size()));
+}
+
+void addUnlessEmpty(JsonLine& line, std::string_view name, const UnicodeString& text) {
+  if (!text.IsEmpty()) line.Text(name, text.View());
+}
+
+void addPeer(JsonLine& line, const ipc::Peer& peer) {
+  line.Begin("peer").Text("by", kindName(peer.kind)).Text("from", peer.address);
+  if (!peer.name.empty()) line.Text("name", peer.name);
+  if (peer.kind == ipc::Peer::Kind::Unix) line.Number("uid", peer.uid).Number("gid", peer.gid);
+  line.End();
+}
+
+void addClaim(JsonLine& line, const Claim& claim) {
+  if (claim.user.IsEmpty() && claim.ws.IsEmpty() && claim.app.IsEmpty()) return;
+  line.Begin("claim");
+  addUnlessEmpty(line, "user", claim.user);
+  addUnlessEmpty(line, "ws", claim.ws);
+  addUnlessEmpty(line, "app", claim.app);
+  line.End();
+}
+
+void report(const std::string& path) {
+  const int reason = errno;
+  _DbgSetLine(u"service\\Audit", __LINE__, u'E');
+  _DbgOut(u"The audit file %s can't be written, so no change is made: error %d", UnicodeString(path.c_str()),
+          reason);
+}
+
+}  // namespace
+
+std::string auditLine(const Deed& deed, const ipc::Peer& peer, Code verdict) {
+  JsonLine line;
+  line.Text("when", timeNow());
+  addPeer(line, peer);
+  addClaim(line, deed.claim);
+  line.Text("operation", deed.operation);
+  addUnlessEmpty(line, "path", deed.path);
+  addUnlessEmpty(line, "property", deed.property);
+  const auto letter = static_cast<char16_t>(deed.letter);
+  if (letter != 0) line.Text("type", std::u16string_view(&letter, 1));
+  if (deed.value && !deed.mayShow) line.Text("value", "***");
+  if (deed.value && deed.mayShow) addValue(line, deed.letter, *deed.value);
+  addUnlessEmpty(line, "replicator", deed.replicator);
+  if (deed.messageId) line.Number("msid", *deed.messageId);
+  if (deed.characters) line.Number("characters", static_cast<std::int64_t>(*deed.characters));
+  if (!deed.outcome.empty()) line.Text("outcome", deed.outcome);
+  line.Number("code", verdict);
+  return line.Take();
+}
+
+AuditLog::AuditLog(std::string path) : m_path(std::move(path)) {}
+
+AuditLog::~AuditLog() {
+  if (m_file >= 0) ::close(m_file);
+}
+
+bool AuditLog::Open() {
+  if (m_path.empty()) return true;
+  const int file = ::open(m_path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0640);
+  if (file < 0) return false;
+  const CCS lock(m_lock);
+  if (m_file >= 0) ::close(m_file);
+  m_file = file;
+  return true;
+}
+
+void AuditLog::Append(std::string_view lines) {
+  const CCS lock(m_lock);
+  if (m_path.empty() || m_waiting.size() > mostWaiting) return;
+  m_waiting += lines;
+  Flush();
+}
+
+bool AuditLog::IsReady() {
+  const CCS lock(m_lock);
+  return m_waiting.empty() || Flush();
+}
+
+bool AuditLog::Flush() {
+  const ssize_t written = ::write(m_file, m_waiting.data(), m_waiting.size());
+  if (written > 0) m_waiting.erase(0, static_cast<std::size_t>(written));
+  const bool done = m_waiting.empty();
+  if (!done && !m_failed) report(m_path);
+  m_failed = !done;
+  return done;
+}
+
+}  // namespace service
