@@ -1,0 +1,122 @@
+#include "service/Writer.h"
+
+#include <algorithm>
+#include <exception>
+#include <iterator>
+
+#include "platform/registry/RegistryTransaction.h"
+#include "platform/support/Trace.h"
+
+namespace service {
+namespace {
+
+// Changes of one commit at most: beyond, what the commit costs is spread thin enough.
+constexpr std::size_t mostInGroup = 256;
+
+constexpr Code noMemory = 8;
+constexpr Code noTrail = 1502;  // the audit file takes no more lines
+
+}  // namespace
+
+Writer::Writer(const UnicodeString& space, AuditLog& audit)
+    : m_tree(space), m_audit(audit), m_thread([this] { Run(); }) {}
+
+Writer::~Writer() {
+  Stop();
+}
+
+bool Writer::Submit(Pending& pending) {
+  {
+    const std::lock_guard lock(m_mutex);
+    if (m_isStopping) return false;
+    m_queue.push_back(std::move(pending));
+  }
+  m_arrived.notify_one();
+  return true;
+}
+
+void Writer::Stop() {
+  {
+    const std::lock_guard lock(m_mutex);
+    m_isStopping = true;
+  }
+  m_arrived.notify_one();
+  if (m_thread.joinable()) m_thread.join();
+}
+
+void Writer::Run() {
+  for (Group group = TakeGroup(); !group.empty(); group = TakeGroup()) Process(group);
+}
+
+// What came first, up to a full group. A large change goes alone. Nothing at the end.
+Writer::Group Writer::TakeGroup() {
+  std::unique_lock lock(m_mutex);
+  m_arrived.wait(lock, [this] { return m_isStopping || !m_queue.empty(); });
+  const auto isLarge = [](const Pending& pending) { return pending.change->IsLarge(); };
+  const auto most = m_queue.begin() + static_cast<std::ptrdiff_t>(std::min(m_queue.size(), mostInGroup));
+  auto end = std::find_if(m_queue.begin(), most, isLarge);
+  if (end == m_queue.begin() && end != most) ++end;
+  Group group(std::make_move_iterator(m_queue.begin()), std::make_move_iterator(end));
+  m_queue.erase(m_queue.begin(), end);
+  return group;
+}
+
+void Writer::Process(std::span<Pending> group) {
+  if (!m_audit.IsReady()) {
+    for (Pending& pending : group) pending.verdict = noTrail;
+  } else if (Keep(group) != accepted && group.size() > 1) {
+    // What one of them asks for is too much for the store: the others shall not fail with it.
+    for (Pending& pending : group) Keep({&pending, 1});
+  }
+  Record(group);
+  for (Pending& pending : group) Answer(pending);
+}
+
+// Applies and commits a group, and leaves each verdict. The result is that of the commit.
+Code Writer::Keep(std::span<Pending> group) {
+  RegistryTransaction transaction;
+  Code status = transaction.Status();
+  bool isChanged = false;
+  for (Pending& pending : group) {
+    pending.verdict = status != accepted ? status : Apply(*pending.change);
+    isChanged = isChanged || pending.verdict == accepted;
+  }
+  if (!isChanged) return status;
+  status = transaction.Commit();
+  for (Pending& pending : group) {
+    if (pending.verdict == accepted) pending.verdict = status;
+  }
+  return status;
+}
+
+Code Writer::Apply(Change& change) {
+  try {
+    RegistryTransaction own;
+    if (own.Status() != accepted) return own.Status();
+    const Code code = change.Apply(m_tree);
+    return code == accepted ? own.Commit() : code;
+  } catch (const std::exception& problem) {
+    _DbgSetLine(u"service\\Writer", __LINE__, u'E');
+    _DbgOut(u"A change failed: %s", UnicodeString(problem.what()));
+    return noMemory;
+  }
+}
+
+void Writer::Record(std::span<const Pending> group) {
+  std::string lines;
+  for (const Pending& pending : group) {
+    lines += auditLine(pending.change->deed, pending.exchange->peer(), pending.verdict);
+  }
+  m_audit.Append(lines);
+}
+
+void Writer::Answer(Pending& pending) {
+  if (pending.verdict != accepted) {
+    pending.exchange->reject(pending.verdict);
+  } else {
+    pending.exchange->accept(std::move(pending.change->replies));
+  }
+  pending = {};
+}
+
+}  // namespace service
