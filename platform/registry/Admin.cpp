@@ -107,6 +107,14 @@ LSTATUS verifyStore(std::string& finding) {
   return guarded([&] { return verify(ThreadState::get().store(), finding); });
 }
 
+LSTATUS clearDeadReaders(std::uint32_t& cleared) {
+  cleared = 0;
+  return guarded([&] {
+    cleared = static_cast<std::uint32_t>(ThreadState::get().store().clearDeadReaders());
+    return ERROR_SUCCESS;
+  });
+}
+
 LSTATUS copyStore(const std::string& targetDirectory) {
   return guarded([&] {
     Store& store = ThreadState::get().store();

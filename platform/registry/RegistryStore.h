@@ -36,6 +36,10 @@ SPS_API LSTATUS storeInfo(StoreInfo& info);
 // ERROR_REGISTRY_CORRUPT with what was found first in the text.
 SPS_API LSTATUS verifyStore(std::string& finding);
 
+// Frees the places of processes that died while they read, which keep old pages from being used again;
+// how many there were. A store that is written to does so by itself every now and then.
+SPS_API LSTATUS clearDeadReaders(std::uint32_t& cleared);
+
 // Copies the store, as of this moment and while it is in use, into a directory that is new or empty.
 SPS_API LSTATUS copyStore(const std::string& targetDirectory);
 
