@@ -1,0 +1,225 @@
+#include "service/ParameterService.h"
+
+#include <array>
+#include <utility>
+
+namespace service {
+namespace {
+
+using telegram::Request;
+
+// A listing of more than that is made on the thread for long reads.
+constexpr std::uint32_t shortListing = 512;
+// Texts of exports that may be on their way out at once, each of them in memory.
+constexpr int mostExports = 8;
+constexpr Code connectionAborted = 1236;
+
+enum class Kind : std::uint8_t { Read, Listing, Export, Change, Import };
+
+struct Operation {
+  const char* name;
+  Kind kind;
+  Code (*read)(Tree& tree, Fields& fields, Replies& replies) = nullptr;
+};
+
+// By request number.
+constexpr std::array operations = {Operation{"GetSpSrvPar", Kind::Read, readParameter},
+                                   Operation{"SetSpSrvPar", Kind::Change},
+                                   Operation{"GetChildNodes", Kind::Listing, listNodes},
+                                   Operation{"GetProperties", Kind::Listing, listProperties},
+                                   Operation{"SetNode", Kind::Change},
+                                   Operation{"DeleteNode", Kind::Change},
+                                   Operation{"SetProperty", Kind::Change},
+                                   Operation{"DeleteProperty", Kind::Change},
+                                   Operation{"GetPrcSpace", Kind::Read, tellSpace},
+                                   Operation{"ReplicateSpSrvPar", Kind::Change},
+                                   Operation{"GetSpRegExport", Kind::Export},
+                                   Operation{"SetSpRegImport", Kind::Import},
+                                   Operation{"SetSpRegImport", Kind::Import},
+                                   Operation{"SetSpRegImport", Kind::Import},
+                                   Operation{"GetMasterVersion", Kind::Read, tellVersion}};
+
+const Operation& operationOf(Request request) {
+  return operations[static_cast<std::size_t>(request)];
+}
+
+bool isChange(Request request) {
+  const Kind kind = operationOf(request).kind;
+  return kind == Kind::Change || kind == Kind::Import;
+}
+
+// An import overwrites and removes whatever its text says, read-only parameters too.
+Right neededFor(Request request) {
+  if (operationOf(request).kind == Kind::Import) return Right::Administer;
+  return isChange(request) ? Right::Write : Right::Read;
+}
+
+// A place among the exports under way, held until its text is gone.
+class ExportPlace {
+public:
+  explicit ExportPlace(std::atomic<int>& count) : m_count(count), m_number(++count) {}
+  ~ExportPlace() { --m_count; }
+  ExportPlace(const ExportPlace&) = delete;
+  ExportPlace& operator=(const ExportPlace&) = delete;
+
+  bool IsFree() const { return m_number <= mostExports; }
+
+  std::u16string text;
+  std::size_t position = 0;
+
+private:
+  std::atomic<int>& m_count;
+  int m_number;
+};
+
+}  // namespace
+
+ParameterService::ParameterService(Settings settings, AuditLog& audit)
+    : m_settings(std::move(settings)),
+      m_audit(audit),
+      m_imports(m_settings.importRoom),
+      m_writer(m_settings.space, audit) {}
+
+void ParameterService::Stop() {
+  m_writer.Stop();
+}
+
+Tree& ParameterService::ThreadTree() {
+  // Made once a thread: the making of an object of the library costs more than a read.
+  thread_local std::unique_ptr<Tree> tree;
+  thread_local const ParameterService* owner = nullptr;
+  if (owner != this) tree = std::make_unique<Tree>(m_settings.space);
+  owner = this;
+  return *tree;
+}
+
+void ParameterService::serve(std::shared_ptr<ipc::Exchange> exchange) {
+  const std::int32_t number = exchange->number();
+  if (number < 0 || number >= static_cast<std::int32_t>(operations.size())) {
+    exchange->reject(badTelegram);
+    return;
+  }
+  const auto request = static_cast<Request>(number);
+  const Right right = m_settings.access.Of(exchange->peer());
+  if (right >= neededFor(request)) {
+    Serve(exchange, request, right);
+  } else {
+    Refuse(exchange, request, accessDenied);
+  }
+}
+
+void ParameterService::Serve(const Shared& exchange, Request request, Right right) {
+  switch (operationOf(request).kind) {
+    case Kind::Export:
+      m_worker.Do([this, exchange] { Export(exchange); });
+      break;
+    case Kind::Import:
+      Import(exchange, request, right);
+      break;
+    case Kind::Change:
+      Change({makeChange(request, exchange->data()), exchange}, right);
+      break;
+    default:
+      Read(exchange, request);
+  }
+}
+
+void ParameterService::Read(const Shared& exchange, Request request) {
+  if (operationOf(request).kind == Kind::Listing && IsLong(*exchange, request)) {
+    m_worker.Do([this, exchange, request] { AnswerRead(*exchange, request); });
+  } else {
+    AnswerRead(*exchange, request);
+  }
+}
+
+bool ParameterService::IsLong(const ipc::Exchange& exchange, Request request) {
+  Fields fields(exchange.data());
+  return countListed(ThreadTree(), fields, request) > shortListing;
+}
+
+void ParameterService::AnswerRead(ipc::Exchange& exchange, Request request) {
+  Fields fields(exchange.data());
+  Replies replies;
+  const Code code = operationOf(request).read(ThreadTree(), fields, replies);
+  if (code != accepted) {
+    exchange.reject(code);
+  } else if (replies.size() == 1) {
+    exchange.accept(replies.front());
+  } else {
+    exchange.accept(std::move(replies));
+  }
+}
+
+void ParameterService::Export(const Shared& exchange) {
+  const auto place = std::make_shared<ExportPlace>(m_exports);
+  if (!place->IsFree()) return exchange->reject(noRoom);
+  if (const Code code = exportText(ThreadTree(), place->text); code != accepted)
+    return exchange->reject(code);
+  exchange->acceptEach([place](ipc::Bytes& piece) { return takePiece(place->text, place->position, piece); });
+}
+
+void ParameterService::Import(const Shared& exchange, Request request, Right right) {
+  std::u16string text;
+  const Code code = TakePiece(*exchange, request, text);
+  if (code != accepted) {
+    Refuse(exchange, request, code);
+  } else if (request == Request::ImportEnd) {
+    Change({makeImport(std::move(text)), exchange}, right);
+  } else {
+    exchange->accept();
+  }
+}
+
+Code ParameterService::TakePiece(const ipc::Exchange& exchange, Request request, std::u16string& text) {
+  Fields fields(exchange.data());
+  const std::int32_t size = request == Request::ImportFirstPiece ? fields.Number(telegram::key::size) : 0;
+  const UnicodeString piece = fields.Text(telegram::key::data);
+  if (!fields.IsComplete()) {
+    m_imports.Drop(exchange.session());
+    return badTelegram;
+  }
+  switch (request) {
+    case Request::ImportFirstPiece:
+      return m_imports.Begin(exchange, size, piece);
+    case Request::ImportFurtherPiece:
+      return m_imports.Add(exchange.session(), piece);
+    default:
+      return m_imports.Finish(exchange.session(), piece, text);
+  }
+}
+
+void ParameterService::Change(Pending pending, Right right) {
+  const Shared exchange = pending.exchange;
+  const auto request = static_cast<Request>(exchange->number());
+  service::Change& change = *pending.change;
+  change.deed.operation = operationOf(request).name;
+  change.byAdministrator = right >= Right::Administer;
+  if (!change.byAdministrator && contradicts(change.deed.claim, exchange->peer())) {
+    Refuse(exchange, request, accessDenied);
+  } else if (!m_writer.Submit(pending)) {
+    Refuse(exchange, request, shuttingDown);
+  }
+}
+
+// What goes no further than here. A change is read all the same, for the trail.
+void ParameterService::Refuse(const Shared& exchange, Request request, Code code) {
+  if (isChange(request)) {
+    const auto change = makeChange(request, exchange->data());
+    Deed deed = change ? std::move(change->deed) : Deed{};
+    deed.operation = operationOf(request).name;
+    m_audit.Append(auditLine(deed, exchange->peer(), code));
+  }
+  exchange->reject(code);
+}
+
+void ParameterService::ended(ipc::SessionId session) {
+  const auto dropped = m_imports.Drop(session);
+  if (!dropped) return;
+  Deed deed;
+  deed.operation = operationOf(Request::ImportEnd).name;
+  deed.characters = dropped->characters;
+  deed.outcome = "dropped with its connection";
+  m_audit.Append(auditLine(deed, dropped->peer, connectionAborted));
+}
+
+}  // namespace service

@@ -1,0 +1,59 @@
+// The parameter service: what stands behind SYSPARSERVICE.
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <memory>
+
+#include "platform/ipc/IpcServer.h"
+#include "service/Access.h"
+#include "service/Audit.h"
+#include "service/ImportStages.h"
+#include "service/Reads.h"
+#include "service/Worker.h"
+#include "service/Writer.h"
+
+namespace service {
+
+struct Settings {
+  UnicodeString space;  // the process space of the parameters named by topic and name
+  AccessRules access;
+  std::size_t importRoom = 64U << 20U;  // characters of all imports under way
+};
+
+// Serves all fifteen requests on the tree of the store that this process uses. Reads are answered on the
+// thread that brings them, long ones on a thread of their own, changes by the writer.
+class ParameterService : public ipc::Service {
+public:
+  // The trail must outlive the object.
+  ParameterService(Settings settings, AuditLog& audit);
+
+  void serve(std::shared_ptr<ipc::Exchange> exchange) override;
+  void ended(ipc::SessionId session) override;
+
+  // Refuses changes from now on, and returns when those taken are answered.
+  void Stop();
+
+private:
+  using Shared = std::shared_ptr<ipc::Exchange>;
+
+  void Serve(const Shared& exchange, telegram::Request request, Right right);
+  void Read(const Shared& exchange, telegram::Request request);
+  void AnswerRead(ipc::Exchange& exchange, telegram::Request request);
+  bool IsLong(const ipc::Exchange& exchange, telegram::Request request);
+  void Export(const Shared& exchange);
+  void Import(const Shared& exchange, telegram::Request request, Right right);
+  Code TakePiece(const ipc::Exchange& exchange, telegram::Request request, std::u16string& text);
+  void Change(Pending pending, Right right);
+  void Refuse(const Shared& exchange, telegram::Request request, Code code);
+  Tree& ThreadTree();
+
+  const Settings m_settings;
+  AuditLog& m_audit;
+  ImportStages m_imports;
+  std::atomic<int> m_exports{0};
+  Writer m_writer;
+  Worker m_worker;
+};
+
+}  // namespace service
