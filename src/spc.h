@@ -9,6 +9,7 @@
 #include "platform/support/UnicodeString.h"
 #include "platform/support/api.h"
 
+class DfsBin;
 class RgNode;
 class SpSrvClntEx;
 
@@ -155,6 +156,20 @@ public:
   // whoever changes "@decrypt" has to write the text anew.
   bool SetParAttrEncrypt(const char16_t* topic, const char16_t* par, bool flag, std::uint32_t* err = nullptr);
   bool SetParAttrDecrypt(const char16_t* topic, const char16_t* par, bool flag, std::uint32_t* err = nullptr);
+
+  // What the master does as a whole. Without a connection these give false with 19, which they do not trace;
+  // the version alone connects by itself, to SYSPARSERVICE with local access, and stays connected.
+
+  // Empty after false, which is traced.
+  bool GetMasterVersion(UnicodeString& version);
+  // Appends the registry text of the master's tree, as far as it comes.
+  bool ExportReg(UnicodeString& text, std::uint32_t* err = nullptr);
+  // Brings a registry text into the master's tree.
+  bool ImportReg(const UnicodeString& text, std::uint32_t* err = nullptr);
+  // Passes on a change that another system made to one of its parameters: the source tells of it by the
+  // fields topic, par, msid, user, app, ws, propname, type, size and binary. The parameter is that of this
+  // object's process space. A null source fails with 87.
+  bool ReplicatePar(const DfsBin* source, const UnicodeString& replicator, std::uint32_t* err = nullptr);
 
   // "@value" of the local tree alone: no master, type, override, flag or code. With create, a key that is
   // missing is made, empty. The default, which is never stored, is the result of every failure.

@@ -3,9 +3,12 @@
 #include <cstring>
 #include <new>
 
+#include "platform/support/Trace.h"
 #include "src/SpSrvClntEx.h"
 #include "src/spc.h"
 #include "src/spcForms.h"
+#include "src/spcTrace.h"
+#include "src/telegrams.h"
 
 namespace {
 
@@ -13,6 +16,12 @@ constexpr std::int32_t noMaster = 19;
 
 void fillEmpty(UnicodeString& field, const UnicodeString& found) {
   if (field.IsEmpty()) field = found;
+}
+
+bool report(std::int32_t line, const char16_t* message) {
+  _DbgSetLine(client::traceSource, line, u'E');
+  _DbgOut(message);
+  return false;
 }
 
 // The bytes of a value in a buffer of their own; none without a value.
@@ -84,4 +93,48 @@ bool Spc::SetRemoteParAttr(const char16_t* topic, const char16_t* par, const cha
   property.size = std::max(count, 0);
   property.data = copyOf(value, static_cast<std::size_t>(property.size));
   return m_pSpSrvClnt->SetProperty(path, property, true, &code);
+}
+
+bool Spc::GetMasterVersion(UnicodeString& version) {
+  version.Empty();
+  if (!m_pSpSrvClnt && !ConnectSpService(telegram::serviceName, true)) {
+    return report(__LINE__, u"Couldn't connect to SYSPARSERVICE to get master version");
+  }
+  // A derived class may have connected to nothing.
+  return m_pSpSrvClnt && m_pSpSrvClnt->GetMasterVersion(version);
+}
+
+bool Spc::ExportReg(UnicodeString& text, std::uint32_t* err) {
+  std::uint32_t scratch;
+  std::uint32_t& code = client::startCode(err, scratch);
+  if (m_pSpSrvClnt) return m_pSpSrvClnt->GetSpRegExport(text, &code);
+  code = noMaster;
+  return false;
+}
+
+bool Spc::ImportReg(const UnicodeString& text, std::uint32_t* err) {
+  std::uint32_t scratch;
+  std::uint32_t& code = client::startCode(err, scratch);
+  if (m_pSpSrvClnt) return m_pSpSrvClnt->SetSpRegImport(text, &code);
+  code = noMaster;
+  return false;
+}
+
+bool Spc::ReplicatePar(const DfsBin* source, const UnicodeString& replicator, std::uint32_t* err) {
+  std::uint32_t scratch;
+  std::uint32_t& code = client::startCode(err, scratch);
+  if (!m_pSpSrvClnt) {
+    code = noMaster;
+    return false;
+  }
+  UnicodeString topic;
+  UnicodeString par;
+  if (source) {
+    get(*source, telegram::key::topic, topic);
+    get(*source, telegram::key::par, par);
+  }
+  UnicodeString path;
+  GetParPath(path, topic, par);
+  return m_pSpSrvClnt->ReplicateSpSrvPar(path, source, replicator, &code) ||
+         report(__LINE__, u"Replication failed");
 }
