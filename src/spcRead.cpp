@@ -26,7 +26,10 @@ public:
       : ReadForm({letterOf<UnicodeString>, remoteTextLimit, true}), m_value(value) {}
   bool IsNull() const override { return false; }
   bool Read(RgNode& node, const char16_t* name) override { return node.GetValue(name, m_value); }
-  void* OpenBuffer() override { return m_value.GetBuffer(remoteTextRoom); }
+  void* OpenBuffer() override {
+    m_value.Empty();  // what a reply without a terminator must not run on into
+    return m_value.GetBuffer(remoteTextRoom);
+  }
   void CloseBuffer() override { m_value.ReleaseBuffer(-1); }
   UnicodeString Text() const override { return m_value; }
   bool SetText(UnicodeString&& text) override {
@@ -51,7 +54,11 @@ public:
     m_value[m_capacity - 1] = 0;
     return node.GetValue(name, m_value, m_capacity - 1);
   }
-  void* OpenBuffer() override { return m_value; }
+  void* OpenBuffer() override {
+    // A reply has at most as many bytes as there are characters here, and perhaps no terminator of its own.
+    std::fill_n(m_value, m_capacity, u'\0');
+    return m_value;
+  }
   void CloseBuffer() override {}
   UnicodeString Text() const override { return m_value; }
   bool SetText(UnicodeString&& text) override {
