@@ -10,17 +10,25 @@ set(SPS_HEADER_DIR ${CMAKE_INSTALL_INCLUDEDIR}/sps)
 
 set(SPS_PUBLIC_HEADERS
     platform/collections/CArray.h
+    platform/ipc/Errors.h
+    platform/ipc/IpcBase.h
+    platform/ipc/IpcClient.h
     platform/registry/RegistryStore.h
     platform/registry/RegistryTransaction.h
     platform/registry/RegistryView.h
     platform/registry/registry.h
+    platform/support/CriticalSection.h
+    platform/support/Dfs.h
     platform/support/Format.h
     platform/support/SecurityAttributes.h
+    platform/support/ThreadAnnotations.h
     platform/support/Trace.h
     platform/support/UnicodeString.h
     platform/support/Utf.h
     platform/support/api.h
     src/RgNode.h
+    src/SpSrvClnt.h
+    src/SpSrvClntEx.h
     src/spc.h)
 foreach(header IN LISTS SPS_PUBLIC_HEADERS)
   string(REGEX REPLACE "^src/" "" installed ${header})
