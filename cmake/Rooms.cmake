@@ -5,6 +5,8 @@ function(sps_room name)
   add_library(sps_${name} OBJECT ${ROOM_SOURCES})
   target_link_libraries(sps_${name} PUBLIC sps_options PRIVATE ${ROOM_DEPENDS})
   set_target_properties(sps_${name} PROPERTIES POSITION_INDEPENDENT_CODE ON)
+  # Thread-local data without a call. What a thread holds is small, so a program may load the library late.
+  target_compile_options(sps_${name} PRIVATE -ftls-model=initial-exec)
 endfunction()
 
 # One test program, registered case by case so that cases run in parallel.

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "platform/support/SecurityAttributes.h"
+#include "platform/support/Scan.h"
 #include "platform/support/Trace.h"
 
 namespace {
@@ -78,6 +79,7 @@ RgNode& RgNode::operator=(const RgNode& source) {
   m_maxValDataLen = source.m_maxValDataLen;
   m_disposition = source.m_disposition;
   m_nodeName = source.m_nodeName;
+  m_nameAt = source.m_nameAt;
   m_nodePath = source.m_nodePath;
   m_volatile = source.m_volatile;
   m_retCode = source.m_retCode;
@@ -103,30 +105,41 @@ bool RgNode::Record(std::int32_t retCode) {
 }
 
 bool RgNode::Init(const char16_t* path, bool create, bool isVolatile) {
-  return InitAt(path ? path : u"", create, isVolatile);
+  return Init(UnicodeString(path), create, isVolatile);
 }
 
-// Every read of a parameter comes through here, with a path whose length is known.
 bool RgNode::Init(const UnicodeString& path, bool create, bool isVolatile) {
-  return InitAt(path.View(), create, isVolatile);
+  return Init(UnicodeString(path), create, isVolatile);
 }
 
-bool RgNode::InitAt(std::u16string_view path, bool create, bool isVolatile) {
+bool RgNode::Init(UnicodeString&& path, bool create, bool isVolatile) {
   Release();
-  const std::size_t slash = path.find(u'\\');
-  const bool hasHive = slash != std::u16string_view::npos;
-  m_nodeName = UnicodeString(hasHive ? path.substr(slash + 1) : path);
-  if (!SetPredefinedHandle(hasHive ? path.substr(0, slash) : u"")) return false;
+  const std::size_t slash = support::indexOf(path.View(), u'\\');
+  const std::size_t nameAt = slash == std::u16string_view::npos ? 0 : slash + 1;
+  const char16_t* const name = static_cast<const char16_t*>(path) + nameAt;
+  const std::u16string_view hive = path.View().substr(0, nameAt == 0 ? 0 : slash);
+  if (!SetPredefinedHandle(hive) || !InitAt(path.View(), name, create, isVolatile)) {
+    m_nodeName = path.View().substr(nameAt);
+    m_nameAt = noName;
+    return false;
+  }
+  m_nodePath = std::move(path);
+  m_nameAt = nameAt;
+  return true;
+}
 
+bool RgNode::InitAt(std::u16string_view path, const char16_t* name, bool create, bool isVolatile) {
   if (create) {
     m_volatile = isVolatile;
-    if (!CreateNode()) return InitFailed(u" Creating node %s failed", path, __LINE__);
-  } else if (!OpenNode()) {
+    if (!CreateNode(name)) return InitFailed(u" Creating node %s failed", path, __LINE__);
+  } else if (!OpenNode(name)) {
     return InitFailed(u" Open node for %s failed", path, __LINE__);
   }
-  if (!GetNodeInfo()) return InitFailed(u" GetNodeInfo  for %s failed", path, __LINE__);
-  m_nodePath = UnicodeString(path);
-  return true;
+  return GetNodeInfo() || InitFailed(u" GetNodeInfo  for %s failed", path, __LINE__);
+}
+
+UnicodeString RgNode::GetNodeName() const {
+  return m_nameAt == noName ? m_nodeName : UnicodeString(m_nodePath.View().substr(m_nameAt));
 }
 
 bool RgNode::InitFailed(const char16_t* message, std::u16string_view path, std::int32_t line) {
@@ -136,20 +149,21 @@ bool RgNode::InitFailed(const char16_t* message, std::u16string_view path, std::
 }
 
 bool RgNode::SetPredefinedHandle(std::u16string_view hive) {
-  const auto* found = std::ranges::find(hives, hive, &Hive::name);
+  const auto* found =
+      std::ranges::find_if(hives, [&](const Hive& each) { return support::isSame(each.name, hive); });
   if (found == std::end(hives)) return Record(ERROR_INVALID_HANDLE);
   m_hHive = found->handle;
   return true;
 }
 
-bool RgNode::CreateNode() {
+bool RgNode::CreateNode(const char16_t* name) {
   const DWORD options = m_volatile ? REG_OPTION_VOLATILE : REG_OPTION_NON_VOLATILE;
-  return Record(RegCreateKeyExW(m_hHive, m_nodeName, 0, nullptr, options, MAXIMUM_ALLOWED,
+  return Record(RegCreateKeyExW(m_hHive, name, 0, nullptr, options, MAXIMUM_ALLOWED,
                                 GetPSecurityAttributesAllAccess(), &m_hNode, &m_disposition));
 }
 
-bool RgNode::OpenNode() {
-  return Record(RegOpenKeyExW(m_hHive, m_nodeName, 0, MAXIMUM_ALLOWED, &m_hNode));
+bool RgNode::OpenNode(const char16_t* name) {
+  return Record(RegOpenKeyExW(m_hHive, name, 0, MAXIMUM_ALLOWED, &m_hNode));
 }
 
 bool RgNode::GetNodeInfo() {
@@ -172,8 +186,7 @@ bool RgNode::GetValue(const char16_t* name, UnicodeString& value) {
 
   std::uint32_t type = REG_NONE;
   if (!GetValue(name, asBytes(text), &size, type)) return false;
-  text[size / 2] = 0;
-  value = text;
+  value = support::upToZero({text, size / 2});
   if (type != REG_EXPAND_SZ) return true;
 
   UnicodeString expanded;

@@ -41,11 +41,13 @@ public:
   // trace, except for a path that begins with none of the four hive names (6).
   bool Init(const char16_t* path, bool create, bool isVolatile);
   bool Init(const UnicodeString& path, bool create, bool isVolatile);
+  // Takes the path over where it succeeds, and leaves it alone where it fails.
+  bool Init(UnicodeString&& path, bool create, bool isVolatile);
 
   // Whether the last Init of this object that was to create its key really made a new one.
   bool IsNodeCreated() const { return m_disposition == REG_CREATED_NEW_KEY; }
   // The path below the hive, of the last Init.
-  UnicodeString GetNodeName() const { return m_nodeName; }
+  UnicodeString GetNodeName() const;
   // The full path, of the last Init that succeeded.
   UnicodeString GetNodePath() const { return m_nodePath; }
   // The result of the last registry call: 0 or an error number.
@@ -117,8 +119,8 @@ public:
 protected:
   // The steps of Init.
   bool SetPredefinedHandle(std::u16string_view hive);
-  bool CreateNode();
-  bool OpenNode();
+  bool CreateNode(const char16_t* name);
+  bool OpenNode(const char16_t* name);
   bool GetNodeInfo();
 
   // What every read goes through. Size in bytes, in and out; data and size may be null, which asks for
@@ -136,7 +138,7 @@ protected:
   std::uint32_t m_maxValNameLen = 0;
   std::uint32_t m_maxValDataLen = 0;
   std::uint32_t m_disposition = 0;
-  UnicodeString m_nodeName;
+  UnicodeString m_nodeName;  // where the last Init failed; else it is the end of the path and not kept twice
   UnicodeString m_nodePath;
   bool m_volatile = false;
   std::int32_t m_retCode = 0;
@@ -145,13 +147,16 @@ private:
   struct SharedKey;
 
   bool Record(std::int32_t retCode);
-  bool InitAt(std::u16string_view path, bool create, bool isVolatile);
+  bool InitAt(std::u16string_view path, const char16_t* name, bool create, bool isVolatile);
   bool InitFailed(const char16_t* message, std::u16string_view path, std::int32_t line);
   bool GoFirst(std::uint32_t count, const char16_t* message);
   template <class Enumerate>
   bool GetNext(std::uint32_t count, std::uint32_t maxNameLen, UnicodeString& name, Enumerate enumerate);
   void DelSubNodesOf(const UnicodeString& name);
   void Release();
+
+  static constexpr std::size_t noName = static_cast<std::size_t>(-1);
+  std::size_t m_nameAt = noName;  // where the name begins in the path
 
   // Made by the first copy; null while this object alone holds the key.
   mutable std::shared_ptr<const SharedKey> m_shared;

@@ -151,14 +151,13 @@ bool Spc::GetParPath(UnicodeString& path, const char16_t* topic, const char16_t*
   std::size_t length = std::size(parts) - 1;
   for (const auto& part : parts) length += part.size();
 
-  // Every read comes through here: one allocation, and none if the text is short.
-  UnicodeString built;
-  char16_t* end = built.GetBufferSetLength(static_cast<std::int32_t>(length));
+  // Every read comes through here: one allocation.
+  std::u16string built;
+  built.reserve(length);
   for (const auto& part : parts) {
-    if (&part != parts) *end++ = u'\\';
-    end += part.copy(end, part.size());
+    if (&part != parts) built += u'\\';
+    built += part;
   }
-  built.ReleaseBuffer(static_cast<std::int32_t>(length));
-  path = std::move(built);
+  path = UnicodeString(std::move(built));
   return true;
 }

@@ -291,8 +291,8 @@ private:
   bool Fail(std::uint32_t& code, std::int32_t failure, const char16_t* name, std::int32_t noErrMsg);
   bool ReadFlag(RgNode& node, const char16_t* name, std::int32_t noErrMsg);
 
-  client::Placement OpenPar(RgNode& node, UnicodeString& path, const char16_t* topic, const char16_t* par,
-                            std::uint32_t& code, std::int32_t noErrMsg);
+  client::Placement OpenPar(RgNode& node, const char16_t* topic, const char16_t* par, std::uint32_t& code,
+                            std::int32_t noErrMsg);
   bool ReadPar(const char16_t* topic, const char16_t* par, client::ReadForm& form, std::uint32_t* err,
                std::int32_t noErrMsg);
   bool ReadResolved(RgNode& node, client::ReadForm& form, std::int32_t noErrMsg, std::int32_t& failure);
@@ -300,19 +300,17 @@ private:
   bool ReadRemote(const char16_t* topic, const char16_t* par, client::ReadForm& form, std::uint32_t& code,
                   std::int32_t noErrMsg);
 
-  client::Placement PlaceWrite(RgNode& node, UnicodeString& path, const char16_t* topic, const char16_t* par,
-                               bool asText, std::uint32_t& code);
+  client::Placement PlaceWrite(RgNode& node, const char16_t* topic, const char16_t* par, bool asText,
+                               std::uint32_t& code);
   bool WritePar(const char16_t* topic, const char16_t* par, const client::WriteForm& form,
                 std::uint32_t& code);
-  bool WriteLocal(RgNode& node, const UnicodeString& path, const client::WriteForm& form,
-                  std::uint32_t& code);
-  bool PrepareOverride(RgNode& node, const UnicodeString& path, const UnicodeString& name,
-                       const client::WriteForm& form, std::uint32_t& code);
+  bool WriteLocal(RgNode& node, const client::WriteForm& form, std::uint32_t& code);
+  bool PrepareOverride(RgNode& node, const UnicodeString& name, const client::WriteForm& form,
+                       std::uint32_t& code);
   void KeepOutcome(RgNode& node, const char16_t* written);
   bool WriteAttr(const char16_t* topic, const char16_t* par, const char16_t* attr, bool flag,
                  std::uint32_t* err);
-  bool WriteLocalAttr(RgNode& node, const UnicodeString& path, const char16_t* attr, bool flag,
-                      std::uint32_t& code);
+  bool WriteLocalAttr(RgNode& node, const char16_t* attr, bool flag, std::uint32_t& code);
 
   bool IsMasterLocal() const;
 

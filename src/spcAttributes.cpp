@@ -98,21 +98,19 @@ bool Spc::WriteAttr(const char16_t* topic, const char16_t* par, const char16_t* 
   std::uint32_t scratch;
   std::uint32_t& code = client::startCode(err, scratch);
   RgNode node;
-  UnicodeString path;
-  switch (PlaceWrite(node, path, topic, par, true, code)) {
+  switch (PlaceWrite(node, topic, par, true, code)) {
     case client::Placement::Failed:
       return false;
     case client::Placement::Remote:
       return SetRemoteParAttr(topic, par, attr, &flag, client::letterNone, 0, &code);
     default:
-      return WriteLocalAttr(node, path, attr, flag, code);
+      return WriteLocalAttr(node, attr, flag, code);
   }
 }
 
-bool Spc::WriteLocalAttr(RgNode& node, const UnicodeString& path, const char16_t* attr, bool flag,
-                         std::uint32_t& code) {
+bool Spc::WriteLocalAttr(RgNode& node, const char16_t* attr, bool flag, std::uint32_t& code) {
   if (!IsValidDataType(node, nullptr, client::letterOf<UnicodeString>, code, 0)) return false;
-  if (!node.SetValue(attr, flag)) return Fail(code, node.GetRetCode(), path, 0);
+  if (!node.SetValue(attr, flag)) return Fail(code, node.GetRetCode(), node.GetNodePath(), 0);
   KeepOutcome(node, attr);
   return true;
 }

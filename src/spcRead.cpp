@@ -164,10 +164,9 @@ bool Spc::ReadPar(const char16_t* topic, const char16_t* par, ReadForm& form, st
 
   // One look at the store serves all steps of a local read, which makes them a good deal cheaper. It ends
   // before anything that may take long.
-  std::optional<RegistryView> view(std::in_place);
+  std::optional<RegistryView> view(std::in_place, RegistryView::Extent::Key);
   RgNode node;
-  UnicodeString path;
-  const client::Placement placement = OpenPar(node, path, topic, par, code, ownNoErrMsg);
+  const client::Placement placement = OpenPar(node, topic, par, code, ownNoErrMsg);
   if (placement == client::Placement::Failed) return false;
   if (placement == client::Placement::Remote) {
     view.reset();
@@ -177,14 +176,15 @@ bool Spc::ReadPar(const char16_t* topic, const char16_t* par, ReadForm& form, st
 
   std::int32_t failure = 0;
   if (!ReadResolved(node, form, noErrMsg, failure)) {
-    const char16_t* name = path;
-    if (form.traits.namesParWhenMissing && failure == valueMissing) name = par;
-    return Fail(code, failure, name, ownNoErrMsg);
+    if (form.traits.namesParWhenMissing && failure == valueMissing) {
+      return Fail(code, failure, par, ownNoErrMsg);
+    }
+    return Fail(code, failure, node.GetNodePath(), ownNoErrMsg);
   }
   if (!form.traits.isText || !IsAttrDecrypt(node, noErrMsg)) return true;
   view.reset();
   // Only an overridden DecryptStr can make a text longer than it was.
-  return form.SetText(DecryptStr(form.Text())) || Fail(code, ERROR_MORE_DATA, path, ownNoErrMsg);
+  return form.SetText(DecryptStr(form.Text())) || Fail(code, ERROR_MORE_DATA, node.GetNodePath(), ownNoErrMsg);
 }
 
 bool Spc::ReadResolved(RgNode& node, ReadForm& form, std::int32_t noErrMsg, std::int32_t& failure) {

@@ -92,24 +92,24 @@ bool Spc::SetPar(const char16_t* topic, const char16_t* par, bool value, std::ui
 
 bool Spc::WritePar(const char16_t* topic, const char16_t* par, const WriteForm& form, std::uint32_t& code) {
   RgNode node;
-  UnicodeString path;
   const bool asText = form.letter == letterOf<UnicodeString>;
-  switch (PlaceWrite(node, path, topic, par, asText, code)) {
+  switch (PlaceWrite(node, topic, par, asText, code)) {
     case Placement::Failed:
       return false;
     case Placement::Remote:
       return SetRemotePar(topic, par, form.data, form.letter, form.count, &code);
     default:
-      return IsValidDataType(node, par, form.letter, code, 0) && WriteLocal(node, path, form, code);
+      return IsValidDataType(node, par, form.letter, code, 0) && WriteLocal(node, form, code);
   }
 }
 
-Placement Spc::OpenPar(RgNode& node, UnicodeString& path, const char16_t* topic, const char16_t* par,
-                       std::uint32_t& code, std::int32_t noErrMsg) {
+Placement Spc::OpenPar(RgNode& node, const char16_t* topic, const char16_t* par, std::uint32_t& code,
+                       std::int32_t noErrMsg) {
   client::Situation now{.localAccess = m_localAccess, .connected = IsConnected()};
+  UnicodeString path;
   if (m_localAccess) {
     GetParPath(path, topic, par);
-    now.keyPresent = node.Init(path, false, false);
+    now.keyPresent = node.Init(std::move(path), false, false);
     if (!now.keyPresent && node.GetRetCode() != ERROR_FILE_NOT_FOUND) {
       Fail(code, node.GetRetCode(), path, noErrMsg);
       return Placement::Failed;
@@ -121,9 +121,9 @@ Placement Spc::OpenPar(RgNode& node, UnicodeString& path, const char16_t* topic,
   return Placement::Failed;
 }
 
-Placement Spc::PlaceWrite(RgNode& node, UnicodeString& path, const char16_t* topic, const char16_t* par,
-                          bool asText, std::uint32_t& code) {
-  const Placement opened = OpenPar(node, path, topic, par, code, 0);
+Placement Spc::PlaceWrite(RgNode& node, const char16_t* topic, const char16_t* par, bool asText,
+                          std::uint32_t& code) {
+  const Placement opened = OpenPar(node, topic, par, code, 0);
   if (opened != Placement::Local || !IsConnected()) return opened;
 
   client::Situation now{.localAccess = true, .keyPresent = true, .connected = true};
@@ -137,26 +137,26 @@ Placement Spc::PlaceWrite(RgNode& node, UnicodeString& path, const char16_t* top
   return placement;
 }
 
-bool Spc::WriteLocal(RgNode& node, const UnicodeString& path, const WriteForm& form, std::uint32_t& code) {
+bool Spc::WriteLocal(RgNode& node, const WriteForm& form, std::uint32_t& code) {
   UnicodeString name;
   const std::int32_t found = GetOverrideName(node, name, 0);
   if (found == 0) {
-    if (!PrepareOverride(node, path, name, form, code)) return false;
+    if (!PrepareOverride(node, name, form, code)) return false;
   } else if (client::hasNoOverride(found)) {
     name = m_pVAL;
   } else {
-    return Fail(code, found, path, 0);
+    return Fail(code, found, node.GetNodePath(), 0);
   }
-  if (!form.Write(node, name)) return Fail(code, node.GetRetCode(), path, 0);
+  if (!form.Write(node, name)) return Fail(code, node.GetRetCode(), node.GetNodePath(), 0);
   KeepOutcome(node, name);
   return true;
 }
 
-bool Spc::PrepareOverride(RgNode& node, const UnicodeString& path, const UnicodeString& name,
-                          const WriteForm& form, std::uint32_t& code) {
+bool Spc::PrepareOverride(RgNode& node, const UnicodeString& name, const WriteForm& form,
+                          std::uint32_t& code) {
   if (form.Probe(node, name)) return true;
-  if (node.GetRetCode() != ERROR_FILE_NOT_FOUND) return Fail(code, node.GetRetCode(), path, 0);
-  Fail(code, overrideCreated, path, 0);  // a notice; the write goes on
+  if (node.GetRetCode() != ERROR_FILE_NOT_FOUND) return Fail(code, node.GetRetCode(), node.GetNodePath(), 0);
+  Fail(code, overrideCreated, node.GetNodePath(), 0);  // a notice; the write goes on
   return true;
 }
 

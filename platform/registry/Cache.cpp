@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "platform/registry/Hash.h"
+#include "platform/support/Scan.h"
 #include "platform/support/Utf.h"
 
 namespace registry {
@@ -35,31 +36,29 @@ std::u16string plain(std::u16string_view path) {
   return text;
 }
 
+std::uint64_t hashOf(const NodeRef& base, std::u16string_view path) {
+  return hash64(path.data(), path.size() * sizeof(char16_t), base.id);
+}
+
 bool isNamed(const NodeView& view, const EntryKey& place, std::u16string_view leaf) {
   return !place.isHashed() || FoldedName(support::toUtf16(view.name())).view() == FoldedName(leaf).view();
 }
 
 }  // namespace
 
-std::optional<ValueRef> CachedNode::value(const Moment& moment, std::string_view folded) {
-  if (const auto inside = m_view.find(folded)) return ValueRef{inside->type, inside->data};
-  if (m_view.header().outside == 0) return std::nullopt;
-  return outsideValue(moment, folded);
-}
-
-std::optional<ValueRef> CachedNode::outsideValue(const Moment& moment, std::string_view folded) {
+bool CachedNode::outsideValue(const Moment& moment, std::string_view folded, ValueRef& value) {
   for (const Answer& answer : m_answers) {
     if (answer.folded != folded) continue;
-    if (!answer.exists) return std::nullopt;
-    return ValueRef{answer.type, answer.data};
+    if (answer.exists) value = {answer.type, answer.data};
+    return answer.exists;
   }
-  const auto value = Tree(moment.txn, *moment.tables).outside(m_ref.id, folded);
-  if (value && value->data.size() > maxAnswerData) return ValueRef{value->type, value->data};
+  const auto found = Tree(moment.txn, *moment.tables).outside(m_ref.id, folded);
+  if (found) value = {found->type, found->data};
+  if (found && found->data.size() > maxAnswerData) return true;
   if (m_answers.size() == maxAnswers) m_answers.clear();
-  m_answers.push_back({std::string(folded), value.has_value(), value ? value->type : 0,
-                       std::string(value ? value->data : std::string_view())});
-  if (!value) return std::nullopt;
-  return ValueRef{value->type, m_answers.back().data};
+  m_answers.push_back({std::string(folded), found.has_value(), found ? found->type : 0,
+                       std::string(found ? found->data : std::string_view())});
+  return found.has_value();
 }
 
 void CachedNode::load(std::u16string_view path, std::string_view record, std::uint64_t number) {
@@ -80,10 +79,11 @@ NodeCache::NodeCache() : m_id(g_nextCacheId.fetch_add(1, std::memory_order_relax
 
 void NodeCache::clear() {
   m_nodes.clear();
+  m_parents.clear();
 }
 
-CachedNode* NodeCache::open(const Moment& moment, const NodeRef& base, std::u16string_view path) {
-  const std::uint64_t hash = hash64(path.data(), path.size() * sizeof(char16_t), base.id);
+CachedNode* NodeCache::open(Moment& moment, const NodeRef& base, std::u16string_view path) {
+  const std::uint64_t hash = hashOf(base, path);
   CachedNode* node = find(hash, base.id, path);
   if (node != nullptr && isCurrent(moment, *node)) return node;
   if (!isPlain(path)) return open(moment, base, plain(path));
@@ -91,7 +91,7 @@ CachedNode* NodeCache::open(const Moment& moment, const NodeRef& base, std::u16s
   return load(moment, base, path, hash);
 }
 
-CachedNode* NodeCache::reopen(const Moment& moment, std::uint64_t serial, std::uint64_t id) {
+CachedNode* NodeCache::reopen(Moment& moment, std::uint64_t serial, std::uint64_t id) {
   const std::size_t index = serial & (capacity - 1);
   CachedNode* node = m_nodes.empty() ? nullptr : m_nodes[index].get();
   if (node == nullptr || node->m_serial != serial || node->m_ref.id != id) return nullptr;
@@ -101,6 +101,7 @@ CachedNode* NodeCache::reopen(const Moment& moment, std::uint64_t serial, std::u
 CachedNode* NodeCache::find(std::uint64_t hash, std::uint64_t base, std::u16string_view path) {
   if (m_nodes.empty()) {
     m_hashes.resize(capacity);
+    m_lastUses.resize(capacity);
     m_nodes.resize(capacity);
   }
   const std::size_t set = (hash & (capacity / ways - 1)) * ways;
@@ -108,7 +109,7 @@ CachedNode* NodeCache::find(std::uint64_t hash, std::uint64_t base, std::u16stri
     if (m_hashes[way] != hash) continue;
     CachedNode* node = m_nodes[way].get();
     if (node == nullptr || node->m_base != base || !node->isAt(path)) continue;
-    node->m_lastUse = ++m_clock;
+    m_lastUses[way] = ++m_clock;
     return node;
   }
   return nullptr;
@@ -122,18 +123,21 @@ CachedNode& NodeCache::victim(std::uint64_t hash) {
       oldest = way;
       break;
     }
-    if (m_clock - m_nodes[way]->m_lastUse > m_clock - m_nodes[oldest]->m_lastUse) oldest = way;
+    if (m_clock - m_lastUses[way] > m_clock - m_lastUses[oldest]) oldest = way;
   }
   if (m_nodes[oldest] == nullptr) m_nodes[oldest] = std::make_unique<CachedNode>();
   CachedNode& node = *m_nodes[oldest];
   node.m_serial = m_nextSerial + oldest;  // its low bits are its place
   m_nextSerial += capacity;
-  node.m_lastUse = ++m_clock;
+  m_lastUses[oldest] = ++m_clock;
   return node;
 }
 
 // A key found at its place with its own id has all its ancestors still, since none can go before it.
-bool NodeCache::isCurrent(const Moment& moment, CachedNode& node) {
+bool NodeCache::isCurrent(Moment& moment, CachedNode& node) {
+  if (node.isRightAt(moment)) [[likely]]
+    return true;
+  moment.enter();
   if (node.m_number == moment.number) return true;
   const auto record = fetch(moment.txn, moment.tables->nodes, node.m_ref.place.bytes());
   if (!record) return false;
@@ -150,24 +154,37 @@ bool NodeCache::isCurrent(const Moment& moment, CachedNode& node) {
   return true;
 }
 
-// The place of the key's record: below the parent, which as a rule is in the cache.
-std::optional<EntryKey> NodeCache::locate(const Moment& moment, const NodeRef& base,
-                                          std::u16string_view path) {
-  if (path.empty()) return base.place;
+// The key's record and its place, below the parent.
+std::optional<std::string_view> NodeCache::seek(Moment& moment, const NodeRef& base, std::u16string_view path,
+                                                EntryKey& place) {
+  const auto fetchAt = [&](const EntryKey& found) {
+    place = found;
+    return fetch(moment.txn, moment.tables->nodes, place.bytes());
+  };
+  if (path.empty()) return fetchAt(base.place);
   const std::size_t end = path.rfind(u'\\');
   const std::u16string_view leaf = end == std::u16string_view::npos ? path : path.substr(end + 1);
   if (leaf.size() > maxKeyName) throw Failure(ERROR_INVALID_PARAMETER);
-  if (end == std::u16string_view::npos) return EntryKey(base.id, FoldedName(leaf).view());
-  const CachedNode* parent = open(moment, base, path.substr(0, end));
-  if (parent == nullptr) return std::nullopt;
-  return EntryKey(parent->m_ref.id, FoldedName(leaf).view());
+  const FoldedName folded(leaf);
+  if (end == std::u16string_view::npos) return fetchAt(EntryKey(base.id, folded.view()));
+
+  const std::u16string_view above = path.substr(0, end);
+  const std::uint64_t hash = hashOf(base, above);
+  const std::uint64_t known = m_parents.find(hash, base.id, above);
+  if (known != 0) {
+    if (const auto record = fetchAt(EntryKey(known, folded.view()))) return record;
+  }
+  const CachedNode* parent = open(moment, base, above);
+  if (parent == nullptr || parent->m_ref.id == known) return std::nullopt;
+  m_parents.set(hash, base.id, above, parent->m_ref.id);
+  return fetchAt(EntryKey(parent->m_ref.id, folded.view()));
 }
 
-CachedNode* NodeCache::load(const Moment& moment, const NodeRef& base, std::u16string_view path,
+CachedNode* NodeCache::load(Moment& moment, const NodeRef& base, std::u16string_view path,
                             std::uint64_t hash) {
-  const auto place = locate(moment, base, path);
-  if (!place) return nullptr;
-  const auto record = fetch(moment.txn, moment.tables->nodes, place->bytes());
+  moment.enter();  // before the parent is looked at, so that both are of one commit
+  EntryKey place;
+  const auto record = seek(moment, base, path, place);
   if (!record) return nullptr;
   CachedNode* known = find(hash, base.id, path);
   CachedNode& node = known != nullptr ? *known : victim(hash);
@@ -176,13 +193,25 @@ CachedNode* NodeCache::load(const Moment& moment, const NodeRef& base, std::u16s
   node.m_number = 0;
   node.load(path, *record, 0);
   const std::size_t leaf = path.rfind(u'\\') + 1;
-  if (!path.empty() && !isNamed(node.m_view, *place, path.substr(leaf))) return nullptr;
+  if (!path.empty() && !isNamed(node.m_view, place, path.substr(leaf))) return nullptr;
   if (path.empty() && node.m_view.header().id != base.id) return nullptr;
   node.m_base = base.id;
-  node.m_ref = {*place, node.m_view.header().id};
+  node.m_ref = {place, node.m_view.header().id};
   tag = hash;
   node.m_number = moment.number;
   return &node;
+}
+
+std::uint64_t ParentIds::find(std::uint64_t hash, std::uint64_t base, std::u16string_view path) const {
+  const auto known = m_parents.find(hash);
+  if (known == m_parents.end()) return 0;
+  const Parent& parent = known->second;
+  return parent.base == base && support::isSame(parent.path, path) ? parent.id : 0;
+}
+
+void ParentIds::set(std::uint64_t hash, std::uint64_t base, std::u16string_view path, std::uint64_t id) {
+  if (m_parents.size() == capacity) m_parents.clear();
+  m_parents.insert_or_assign(hash, Parent{base, id, std::u16string(path)});
 }
 
 }  // namespace registry

@@ -8,23 +8,30 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "platform/registry/Tree.h"
 
 namespace registry {
 
+class ThreadState;
+
 // A view of the store at one commit.
 struct Moment {
-  MDB_txn* txn;
+  MDB_txn* txn;  // null as long as what the thread remembers is enough
   const Tables* tables;
   std::uint64_t number;  // of the last commit in it
-};
+  ThreadState* thread;
 
-// A value as it is handed out; valid until the thread's next registry call.
-struct ValueRef {
-  std::uint32_t type;
-  std::string_view data;
+  // Sees to the transaction, which may be of a later commit: what was found at the moment before is then to
+  // be held against the store. Throws Failure.
+  void enter() {
+    if (txn == nullptr) begin();
+  }
+
+private:
+  void begin();
 };
 
 class CachedNode {
@@ -33,9 +40,16 @@ public:
   const NodeRef& ref() const { return m_ref; }
   // Changes when this place is given to another key; 0 while it has none.
   std::uint64_t serial() const { return m_serial; }
+  // Whether it is known to be right then, with all that can be asked of it without entering the store.
+  bool isRightAt(const Moment& moment) const {
+    return m_number == moment.number && (moment.txn != nullptr || m_view.header().outside == 0);
+  }
 
   // The value of that name, also where it lies outside the key's record.
-  std::optional<ValueRef> value(const Moment& moment, std::string_view folded);
+  bool value(const Moment& moment, std::string_view folded, ValueRef& value) {
+    if (m_view.find(folded, value)) return true;
+    return m_view.header().outside != 0 && outsideValue(moment, folded, value);
+  }
 
 private:
   friend class NodeCache;
@@ -49,13 +63,12 @@ private:
 
   void load(std::u16string_view path, std::string_view record, std::uint64_t number);
   bool isAt(std::u16string_view path) const;
-  std::optional<ValueRef> outsideValue(const Moment& moment, std::string_view folded);
+  bool outsideValue(const Moment& moment, std::string_view folded, ValueRef& value);
 
   // What a hit looks at lies together, and the path beside the record.
   std::uint64_t m_serial = 0;
   std::uint64_t m_number = 0;
   std::uint64_t m_base = 0;
-  std::uint32_t m_lastUse = 0;
   std::uint32_t m_pathSize = 0;  // bytes
   std::string m_bytes;           // the path as it was asked for, then the record
   NodeView m_view;
@@ -63,16 +76,38 @@ private:
   NodeRef m_ref;
 };
 
+// Where the children of a path are to be looked for: the ids of keys that were parents once, many more of
+// them than whole keys are kept. An id need not be right any more: since none is given twice, and a key goes
+// after its children, whatever is found below it proves it right.
+class ParentIds {
+public:
+  // 0 where none is known; no key but the root, which has no path, has that id. The hash is that of base and
+  // path.
+  std::uint64_t find(std::uint64_t hash, std::uint64_t base, std::u16string_view path) const;
+  void set(std::uint64_t hash, std::uint64_t base, std::u16string_view path, std::uint64_t id);
+  void clear() { m_parents.clear(); }
+
+private:
+  static constexpr std::size_t capacity = 32768;
+
+  struct Parent {
+    std::uint64_t base;
+    std::uint64_t id;
+    std::u16string path;
+  };
+  std::unordered_map<std::uint64_t, Parent> m_parents;
+};
+
 class NodeCache {
 public:
   NodeCache();
 
   // The key at a path below another, or null. The pointer is good until the next call.
-  CachedNode* open(const Moment& moment, const NodeRef& base, std::u16string_view path);
+  CachedNode* open(Moment& moment, const NodeRef& base, std::u16string_view path);
   // The key at that place, or null where it was deleted.
-  CachedNode* open(const Moment& moment, const NodeRef& node) { return open(moment, node, {}); }
+  CachedNode* open(Moment& moment, const NodeRef& node) { return open(moment, node, {}); }
   // The same for a place in the cache where it was before: null also where that was given away.
-  CachedNode* reopen(const Moment& moment, std::uint64_t serial, std::uint64_t id);
+  CachedNode* reopen(Moment& moment, std::uint64_t serial, std::uint64_t id);
 
   // Tells this cache from every other one of the process.
   std::uint64_t id() const { return m_id; }
@@ -84,14 +119,18 @@ private:
 
   CachedNode* find(std::uint64_t hash, std::uint64_t base, std::u16string_view path);
   CachedNode& victim(std::uint64_t hash);
-  bool isCurrent(const Moment& moment, CachedNode& node);
-  std::optional<EntryKey> locate(const Moment& moment, const NodeRef& base, std::u16string_view path);
-  CachedNode* load(const Moment& moment, const NodeRef& base, std::u16string_view path, std::uint64_t hash);
+  bool isCurrent(Moment& moment, CachedNode& node);
+  std::optional<std::string_view> seek(Moment& moment, const NodeRef& base, std::u16string_view path,
+                                       EntryKey& place);
+  CachedNode* load(Moment& moment, const NodeRef& base, std::u16string_view path, std::uint64_t hash);
 
   std::uint64_t m_id;
   std::uint64_t m_nextSerial = capacity;
   std::uint32_t m_clock = 0;
-  std::vector<std::uint64_t> m_hashes;  // beside the nodes, together so that a search stays in one line
+  // Beside the nodes, together so that a search stays in one line.
+  std::vector<std::uint64_t> m_hashes;
+  std::vector<std::uint32_t> m_lastUses;
+  ParentIds m_parents;
   std::vector<std::unique_ptr<CachedNode>> m_nodes;
 };
 

@@ -61,9 +61,9 @@ void appendUtf8(std::string& out, char32_t c) {
 }  // namespace
 
 void FoldedName::foldAny(std::u16string_view name) {
-  m_size = 0;
-  m_long.reserve(name.size() + 8);
-  for (std::size_t at = 0; at < name.size();) appendUtf8(m_long, foldCodePoint(nextCodePoint(name, at)));
+  m_long = std::make_unique<std::string>();
+  m_long->reserve(name.size() + 8);
+  for (std::size_t at = 0; at < name.size();) appendUtf8(*m_long, foldCodePoint(nextCodePoint(name, at)));
 }
 
 // NOLINTNEXTLINE(*-member-init): the size says how much of the bytes counts

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -12,6 +13,13 @@ namespace registry {
 
 inline constexpr std::size_t maxKeyName = 255;      // characters
 inline constexpr std::size_t maxValueName = 16383;  // characters
+
+inline constexpr std::array<char, 128> lowerAscii = [] {
+  std::array<char, 128> table{};
+  for (int c = 0; c < 128; ++c)
+    table[static_cast<std::size_t>(c)] = static_cast<char>(c >= 'A' && c <= 'Z' ? c + 32 : c);
+  return table;
+}();
 
 // A name under Unicode simple case folding, as UTF-8 bytes (a lone surrogate as three bytes of its own).
 // Two names are the same key or value exactly if these bytes are equal.
@@ -21,15 +29,23 @@ public:
   explicit FoldedName(std::u16string_view name) {
     if (!foldAscii(name)) foldAny(name);
   }
-  std::string_view view() const { return m_long.empty() ? std::string_view(m_short.data(), m_size) : m_long; }
+  // The same for a zero-terminated one; null is empty.
+  // NOLINTNEXTLINE(*-member-init): the same
+  explicit FoldedName(const char16_t* name) {
+    if (!foldAscii(name)) foldAny(name);
+  }
+  std::string_view view() const {
+    return m_long ? std::string_view(*m_long) : std::string_view(m_short.data(), m_size);
+  }
 
 private:
   bool foldAscii(std::u16string_view name);
+  bool foldAscii(const char16_t* name);
   void foldAny(std::u16string_view name);
 
   std::array<char, 64> m_short;  // left raw: m_size says how much of it counts
   std::size_t m_size = 0;
-  std::string m_long;
+  std::unique_ptr<std::string> m_long;  // where the short one won't do
 };
 
 // The store's key of a child: the owner's id, then the folded name. A name beyond what the store can
@@ -90,10 +106,22 @@ inline bool FoldedName::foldAscii(std::u16string_view name) {
   for (; at < name.size(); ++at) {
     const char16_t c = name[at];
     if (c >= 0x80) return false;
-    m_short[at] = static_cast<char>(c >= u'A' && c <= u'Z' ? c + 32 : c);
+    m_short[at] = lowerAscii[c];
   }
   m_size = name.size();
   return true;
+}
+
+inline bool FoldedName::foldAscii(const char16_t* name) {
+  if (name == nullptr) return true;
+  std::size_t at = 0;
+  for (; at < m_short.size(); ++at) {
+    const std::uint32_t c = name[at];
+    if (c - 1 >= 0x7F) break;  // the end, or no ASCII
+    m_short[at] = lowerAscii[c];
+  }
+  m_size = at;
+  return name[at] == u'\0';
 }
 
 }  // namespace registry

@@ -188,6 +188,16 @@ bool lookUp(HKEY handle, OpenKey& key) {
   return isUnchanged(*slot, generation);
 }
 
+constinit const std::atomic<std::uint32_t> OpenState::never{0};
+
+OpenState::OpenState(HKEY handle) {
+  std::uint32_t generation = 0;
+  const Slot* const slot = openSlot(handle, generation);
+  if (slot == nullptr) return;
+  m_generation = &slot->generation;
+  m_asOpened = generation;
+}
+
 bool closeHandle(HKEY handle) {
   std::uint32_t generation = 0;
   Slot* const slot = openSlot(handle, generation);

@@ -1,6 +1,7 @@
 // Handles: 32-bit numbers for open keys, good in every thread of the process.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <optional>
 
@@ -30,6 +31,20 @@ HKEY makeHandle(const NodeRef& node, REGSAM rights, CacheHint hint);
 bool lookUp(HKEY handle, OpenKey& key);
 // The same without the place of the key: enough where the hint hits.
 bool glance(HKEY handle, std::uint64_t& id, REGSAM& rights, CacheHint& hint);
+
+// Tells whether a handle that was open still is. It may be asked at any time, whatever became of the handle.
+class OpenState {
+public:
+  OpenState() = default;
+  explicit OpenState(HKEY handle);
+  bool isOpen() const { return m_generation->load(std::memory_order_acquire) == m_asOpened; }
+
+private:
+  static constinit const std::atomic<std::uint32_t> never;
+
+  const std::atomic<std::uint32_t>* m_generation = &never;
+  std::uint32_t m_asOpened = 1;
+};
 bool closeHandle(HKEY handle);
 
 }  // namespace registry

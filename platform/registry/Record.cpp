@@ -132,17 +132,17 @@ void NodeView::decode(std::string_view record) {
   if (!in.atEnd()) damaged();
 }
 
-std::optional<InlineValue> NodeView::find(std::string_view folded) const {
+bool NodeView::find(std::string_view folded, ValueRef& value) const {
   const char* at = m_values.data();
   const char* const end = at + m_values.size();
-  while (at != end) {
-    const ValueSizes sizes(at);
-    if (sizes.folded == folded.size() && std::memcmp(at + valueHeadSize, folded.data(), folded.size()) == 0) {
-      return valueAt(at);
-    }
-    at += sizes.whole();
+  for (; at != end; at += ValueSizes(at).whole()) {
+    if (static_cast<unsigned char>(at[foldedSizeAt]) != folded.size()) continue;
+    if (std::memcmp(at + valueHeadSize, folded.data(), folded.size()) != 0) continue;
+    const InlineValue found = valueAt(at);
+    value = {found.type, found.data};
+    return true;
   }
-  return std::nullopt;
+  return false;
 }
 
 InlineValue NodeView::Iterator::operator*() const {

@@ -38,6 +38,12 @@ struct InlineValue {
   std::string_view data;
 };
 
+// A value as it is handed out; valid until the thread's next registry call.
+struct ValueRef {
+  std::uint32_t type;
+  std::string_view data;
+};
+
 // Reads a key's record where it lies; a view is as small as the record is in one piece, since this is what
 // a read of a parameter goes through. Every function that decodes throws Failure with
 // ERROR_REGISTRY_CORRUPT for a record whose check sum or lengths are wrong.
@@ -55,7 +61,7 @@ public:
 
   const NodeHeader& header() const { return m_header; }
   std::string_view name() const { return m_name; }
-  std::optional<InlineValue> find(std::string_view folded) const;
+  bool find(std::string_view folded, ValueRef& value) const;
 
   // The values inside the record, by folded name, ascending.
   class Iterator {

@@ -2,10 +2,10 @@
 
 #include "platform/registry/Thread.h"
 
-RegistryView::RegistryView() {
-  registry::ThreadState::get().beginView();
+RegistryView::RegistryView(Extent extent) : m_isWhole(extent == Extent::Store) {
+  registry::ThreadState::get().beginView(m_isWhole);
 }
 
 RegistryView::~RegistryView() {
-  registry::ThreadState::get().endView();
+  registry::ThreadState::get().endView(m_isWhole);
 }

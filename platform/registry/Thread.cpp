@@ -43,6 +43,8 @@ ThreadState::~ThreadState() {
 // What was made before a fork is the parent's: it is dropped without being ended.
 void ThreadState::letGo() {
   m_viewIsLive = false;
+  m_readerIsLive = false;
+  m_number = 0;
   if (m_process == processGeneration()) {
     m_reader.reset();
     release(std::move(m_store));
@@ -56,6 +58,7 @@ void ThreadState::letGo() {
 
 void ThreadState::attach() {
   letGo();
+  m_recent = {};
   m_cache.clear();
   forgetPositions();
   m_epoch = 0;
@@ -76,12 +79,19 @@ void ThreadState::renew() {
     } else {
       m_reader = m_store->begin(nullptr, MDB_RDONLY);
     }
-    MDB_envinfo info;
-    (void)mdb_env_info(m_store->env(), &info);
-    if (info.me_last_txnid <= mdb_txn_id(m_reader.get()) + 1) [[likely]]
+    m_readerIsLive = true;
+    m_number = mdb_txn_id(m_reader.get());
+    MDB_envinfo head;
+    (void)mdb_env_info(m_store->env(), &head);
+    if (head.me_last_txnid <= m_number + 1) [[likely]]
       return;
-    mdb_txn_reset(m_reader.get());
+    leave();
   }
+}
+
+void Moment::begin() {
+  txn = thread->enter();
+  number = thread->number();
 }
 
 void ThreadState::beginScope(WriteScope& scope) {

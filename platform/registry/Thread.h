@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "platform/registry/Cache.h"
+#include "platform/registry/Handles.h"
 #include "platform/registry/Store.h"
 
 namespace registry {
@@ -42,29 +43,52 @@ public:
   }
   NodeCache& cache() { return m_cache; }
 
-  // The store as of the last commit, or as of the thread's view where it has one.
+  // The store as of the last commit, or as of the thread's view where it has one. Where nothing has been
+  // committed since the thread entered the store last, it need not be entered again for what is remembered.
   Moment beginReading() {
     Store& now = store();
-    if (m_viewIsLive) return {m_reader.get(), &now.tables(), m_viewNumber};
-    renew();
-    const Moment moment{m_reader.get(), &now.tables(), mdb_txn_id(m_reader.get())};
-    m_viewIsLive = m_views > 0;
-    m_viewNumber = moment.number;
-    return moment;
+    if (!m_viewIsLive) {
+      if (m_wholeViews > 0 || !isUpToDate()) renew();
+      m_viewIsLive = m_views > 0;
+    }
+    return {m_readerIsLive ? m_reader.get() : nullptr, &now.tables(), m_number, this};
   }
   void endReading() {
-    if (!m_viewIsLive) mdb_txn_reset(m_reader.get());
+    if (!m_viewIsLive) leave();
   }
+  // For a moment that began without.
+  MDB_txn* enter() {
+    renew();
+    return m_reader.get();
+  }
+  std::uint64_t number() const { return m_number; }
 
-  void beginView() { ++m_views; }
-  void endView() {
+  void beginView(bool whole) {
+    ++m_views;
+    if (!whole) return;
+    ++m_wholeViews;
+    if (!m_readerIsLive) m_viewIsLive = false;
+  }
+  void endView(bool whole) {
+    if (whole) --m_wholeViews;
     if (--m_views == 0) refreshView();
   }
   // The next read in the view sees the last commit: after a write of the thread's own.
   void refreshView() {
-    if (!m_viewIsLive) return;
     m_viewIsLive = false;
-    if (m_process == processGeneration()) mdb_txn_reset(m_reader.get());  // else it is the parent's
+    leave();
+  }
+
+  // The key behind a handle where it is the one that this thread read last and nothing has been committed
+  // since, as with the values of one parameter; else null. For a reading outside a RegistryTransaction.
+  CachedNode* recent(HKEY handle, REGSAM need, const Moment& moment) const {
+    const bool isRight = m_recent.handle == handle && (m_recent.rights & need) == need &&
+                         m_recent.node->serial() == m_recent.serial && m_recent.node->isRightAt(moment) &&
+                         m_recent.state.isOpen();
+    return isRight ? m_recent.node : nullptr;
+  }
+  void remember(HKEY handle, REGSAM rights, CachedNode& node) {
+    m_recent = {handle, rights, &node, node.serial(), OpenState(handle)};
   }
 
   void beginScope(WriteScope& scope);
@@ -78,21 +102,45 @@ public:
   }
 
 private:
+  struct Recent {
+    HKEY handle = 0;  // never one that is open
+    REGSAM rights = 0;
+    CachedNode* node = nullptr;
+    std::uint64_t serial = 0;
+    OpenState state;
+  };
+
   static void create();
   void attach();
   void letGo();
   void renew();
+  void leave() {
+    if (!m_readerIsLive) return;
+    m_readerIsLive = false;
+    if (m_process == processGeneration()) mdb_txn_reset(m_reader.get());  // else it is the parent's
+  }
+  // The head of the store is written before a commit returns, and readers are let in to it after that. So
+  // where the head is still that of the last renewal, nothing has been committed since; where it is newer,
+  // a renewal tells.
+  bool isUpToDate() const {
+    MDB_envinfo head;
+    (void)mdb_env_info(m_store->env(), &head);
+    return head.me_last_txnid == m_number;
+  }
 
   static constinit thread_local ThreadState* t_state;
 
   std::uint64_t m_epoch = 0;
   std::uint64_t m_process = 0;
-  std::uint64_t m_viewNumber = 0;
+  std::uint64_t m_number = 0;  // of the last renewal; no commit has the number 0
   std::uint32_t m_views = 0;
+  std::uint32_t m_wholeViews = 0;
   bool m_viewIsLive = false;
+  bool m_readerIsLive = false;
   std::shared_ptr<Store> m_store;
   TxnPtr m_reader;
   NodeCache m_cache;
+  Recent m_recent;
   WriteScope* m_scope = nullptr;
 };
 
@@ -103,7 +151,8 @@ public:
   Reading() : m_thread(ThreadState::get()), m_moment{} {
     const WriteScope* const scope = m_thread.scope();
     m_inScope = scope != nullptr && scope->txn != nullptr;
-    m_moment = m_inScope ? Moment{scope->txn.get(), &scope->store->tables(), 0} : m_thread.beginReading();
+    m_moment =
+        m_inScope ? Moment{scope->txn.get(), &scope->store->tables(), 0, nullptr} : m_thread.beginReading();
   }
   ~Reading() {
     if (!m_inScope) m_thread.endReading();
@@ -111,8 +160,9 @@ public:
   Reading(const Reading&) = delete;
   Reading& operator=(const Reading&) = delete;
 
+  // In a transaction only.
   Tree tree() const { return {m_moment.txn, *m_moment.tables}; }
-  const Moment& moment() const { return m_moment; }
+  Moment& moment() { return m_moment; }
   ThreadState& thread() const { return m_thread; }
   bool isInTransaction() const { return m_inScope; }
 

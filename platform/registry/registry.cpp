@@ -54,10 +54,37 @@ OpenKey target(HKEY handle, REGSAM need) {
 // The key of a handle as it is now, ready for reading.
 class ReadKey {
 public:
-  ReadKey(HKEY handle, REGSAM need) {
+  // What is more than the key's own record and its values needs the store itself.
+  enum class From { Memory, Store };
+
+  // A read of a parameter comes through here half a dozen times.
+  [[gnu::always_inline]] inline ReadKey(HKEY handle, REGSAM need, From from = From::Memory) {
+    if (from == From::Store) m_reading.moment().enter();
+    if (!m_reading.isInTransaction()) {
+      m_cached = m_reading.thread().recent(handle, need, m_reading.moment());
+      if (m_cached != nullptr) [[likely]]
+        return;
+    }
+    search(handle, need);
+  }
+
+  const NodeView& view() const { return m_cached != nullptr ? m_cached->view() : *m_own; }
+
+  bool value(const FoldedName& name, ValueRef& value) {
+    if (m_cached != nullptr) [[likely]]
+      return m_cached->value(m_reading.moment(), name.view(), value);
+    if (m_own->find(name.view(), value)) return true;
+    const auto outside = m_reading.tree().outside(m_own->header().id, name.view());
+    if (outside) value = {outside->type, outside->data};
+    return outside.has_value();
+  }
+
+  Moment& moment() { return m_reading.moment(); }
+
+private:
+  [[gnu::noinline]] void search(HKEY handle, REGSAM need) {
     if (!m_reading.isInTransaction() && openByHint(handle, need)) return;
     const OpenKey key = target(handle, need);
-    m_id = key.node.id;
     if (m_reading.isInTransaction()) {
       if (!m_reading.tree().read(key.node, m_own.emplace())) throw Failure(ERROR_KEY_DELETED);
       return;
@@ -66,35 +93,23 @@ public:
     if (m_cached == nullptr) throw Failure(ERROR_KEY_DELETED);
   }
 
-  const NodeView& view() const { return m_cached != nullptr ? m_cached->view() : *m_own; }
-
-  std::optional<ValueRef> value(std::u16string_view name) {
-    const FoldedName folded(name);
-    if (m_cached != nullptr) return m_cached->value(m_reading.moment(), folded.view());
-    if (const auto inside = m_own->find(folded.view())) return ValueRef{inside->type, inside->data};
-    const auto outside = m_reading.tree().outside(m_id, folded.view());
-    return outside ? std::optional(ValueRef{outside->type, outside->data}) : std::nullopt;
-  }
-
-  std::uint64_t id() const { return m_id; }
-  const Reading& reading() const { return m_reading; }
-
-private:
   // The short way: the handle was opened by this thread, and its key is where it was in the cache.
   bool openByHint(HKEY handle, REGSAM need) {
+    std::uint64_t id = rootId;
     REGSAM rights = 0;
     CacheHint hint;
-    if (!glance(handle, m_id, rights, hint)) return false;
+    if (!glance(handle, id, rights, hint)) return false;
     NodeCache& cache = m_reading.thread().cache();
     if (hint.cache != cache.id() || (rights & need) != need) return false;
-    m_cached = cache.reopen(m_reading.moment(), hint.serial, m_id);
-    return m_cached != nullptr;
+    m_cached = cache.reopen(m_reading.moment(), hint.serial, id);
+    if (m_cached == nullptr) return false;
+    m_reading.thread().remember(handle, rights, *m_cached);
+    return true;
   }
 
   Reading m_reading;
   CachedNode* m_cached = nullptr;
   std::optional<NodeView> m_own;  // in a transaction, where the cache is out of play
-  std::uint64_t m_id = rootId;
 };
 
 LSTATUS openInTransaction(const Reading& reading, const NodeRef& base, std::u16string_view path,
@@ -115,15 +130,16 @@ const NodeRef& baseOf(HKEY handle, OpenKey& own) {
 }
 
 LSTATUS openKey(HKEY key, std::u16string_view path, REGSAM rights, HKEY* result) {
-  const Reading reading;
+  Reading reading;
   OpenKey own;
   const NodeRef& base = baseOf(key, own);
   if (reading.isInTransaction()) return openInTransaction(reading, base, path, rights, result);
   NodeCache& cache = reading.thread().cache();
   if (base.id >= firstFreeId && cache.open(reading.moment(), base) == nullptr) return ERROR_KEY_DELETED;
-  const CachedNode* node = cache.open(reading.moment(), base, path);
+  CachedNode* node = cache.open(reading.moment(), base, path);
   if (node == nullptr) return ERROR_FILE_NOT_FOUND;
   *result = makeHandle(node->ref(), rights, {cache.id(), node->serial()});
+  reading.thread().remember(*result, rights, *node);
   return ERROR_SUCCESS;
 }
 
@@ -225,10 +241,12 @@ LSTATUS RegQueryValueExW(HKEY key, const char16_t* name, DWORD* reserved, DWORD*
   if (reserved != nullptr || (data != nullptr && size == nullptr)) return ERROR_INVALID_PARAMETER;
   return guarded([&] {
     ReadKey open(key, KEY_QUERY_VALUE);
-    const auto value = open.value(valueName(name));
-    if (!value) return ERROR_FILE_NOT_FOUND;
-    deliver(type, value->type);
-    return deliverData(value->data, data, size);
+    ValueRef value;  // NOLINT(*-member-init): filled where there is one
+    const FoldedName folded(name);
+    if (folded.view().size() > maxValueName) (void)valueName(name);  // only then may it be too long
+    if (!open.value(folded, value)) return ERROR_FILE_NOT_FOUND;
+    deliver(type, value.type);
+    return deliverData(value.data, data, size);
   });
 }
 
@@ -268,9 +286,9 @@ LSTATUS RegEnumKeyExW(HKEY key, DWORD index, char16_t* name, DWORD* nameSize, DW
   if (name == nullptr || nameSize == nullptr || reserved != nullptr) return ERROR_INVALID_PARAMETER;
   if (keyClass != nullptr && classSize == nullptr) return ERROR_INVALID_PARAMETER;
   return guarded([&] {
-    const ReadKey open(key, KEY_ENUMERATE_SUB_KEYS);
+    ReadKey open(key, KEY_ENUMERATE_SUB_KEYS, ReadKey::From::Store);
     NodeView child;
-    if (!subKeyAt(open.reading().moment(), open.view().header(), index, child)) return ERROR_NO_MORE_ITEMS;
+    if (!subKeyAt(open.moment(), open.view().header(), index, child)) return ERROR_NO_MORE_ITEMS;
     if (keyClass != nullptr && *classSize > 0) *keyClass = u'\0';
     deliver(classSize, 0);
     deliver(lastWrite, child.header().lastWrite);
@@ -283,9 +301,9 @@ LSTATUS RegEnumValueW(HKEY key, DWORD index, char16_t* name, DWORD* nameSize, DW
   if (name == nullptr || nameSize == nullptr || reserved != nullptr) return ERROR_INVALID_PARAMETER;
   if (data != nullptr && size == nullptr) return ERROR_INVALID_PARAMETER;
   return guarded([&] {
-    const ReadKey open(key, KEY_QUERY_VALUE);
+    ReadKey open(key, KEY_QUERY_VALUE, ReadKey::From::Store);
     NamedValue value;
-    if (!valueAt(open.reading().moment(), open.view(), index, value)) return ERROR_NO_MORE_ITEMS;
+    if (!valueAt(open.moment(), open.view(), index, value)) return ERROR_NO_MORE_ITEMS;
     const DWORD nameCapacity = *nameSize;
     if (const LSTATUS outcome = deliverName(value.name, name, nameSize); outcome != 0) return outcome;
     deliver(type, value.type);

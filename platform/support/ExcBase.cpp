@@ -18,7 +18,8 @@ struct Stack {
   int count;
 };
 
-constinit thread_local Stack t_lastStack = {};
+// Beside the thread and not in it: a library that is loaded late has little room in a thread.
+thread_local std::unique_ptr<Stack> t_lastStack;
 
 }  // namespace
 
@@ -30,14 +31,18 @@ ExcBase::ExcBase(std::int32_t excType, std::int32_t errType, const UnicodeString
       m_errorId(errorId),
       m_info(info),
       m_what(support::toUtf8(support::format(u"%s: %i %s", errTypeString, errorId, info))) {
-  if (excType != Information) t_lastStack.count = backtrace(t_lastStack.calls, maxCalls);
+  if (excType == Information) return;
+  if (!t_lastStack) t_lastStack = std::make_unique<Stack>();
+  t_lastStack->count = backtrace(t_lastStack->calls, maxCalls);
 }
 
 ExcBase::~ExcBase() = default;
 
 void DbgLastStoredStackDump() {
-  const int count = std::exchange(t_lastStack.count, 0);
-  const std::unique_ptr<char*, void (*)(void*)> names(backtrace_symbols(t_lastStack.calls, count), std::free);
+  const std::unique_ptr<Stack> stack = std::move(t_lastStack);
+  if (!stack) return;
+  const int count = stack->count;
+  const std::unique_ptr<char*, void (*)(void*)> names(backtrace_symbols(stack->calls, count), std::free);
   if (!names) return;
   for (int call = 0; call < count; ++call) {
     _DbgSetLine(u"stack", call, u'I');

@@ -51,6 +51,10 @@ public:
     m_text.assign(view(text));
     return *this;
   }
+  UnicodeString& operator=(std::u16string_view text) {
+    m_text.assign(text);
+    return *this;
+  }
   // Not the null pointer that a literal 0 would otherwise be.
   UnicodeString& operator=(std::int32_t number) { return *this = UnicodeString(number); }
   template <support::Character Type>

@@ -57,8 +57,8 @@ LSTATUS writePair(HKEY key, int n) {
   return transaction.Commit();
 }
 // Their number; -2 where they do not agree.
-int readPair(HKEY key) {
-  const RegistryView view;
+int readPair(HKEY key, RegistryView::Extent extent = RegistryView::Extent::Store) {
+  const RegistryView view(extent);
   const int inside = number(getValue(key, u"inside").data);
   return inside == number(getValue(key, u"outside").data) ? inside : -2;
 }
@@ -87,11 +87,32 @@ TEST_F(RegistryConcurrency, ThreadsSeeWholeTransactions) {
       const Key own = Key::open(HKEY_LOCAL_MACHINE, path);
       do {
         EXPECT_GE(readPair(m_key), 0);
-        EXPECT_GE(readPair(own), 0);
+        EXPECT_GE(readPair(own, RegistryView::Extent::Key), 0);
       } while (writers > 0);
     });
   }
   for (std::thread& thread : threads) thread.join();
+}
+
+// What a thread remembers of the way to a key must not outlive a key on it.
+TEST_F(RegistryConcurrency, ThreadsFindWhatOthersMadeAnew) {
+  const auto makeWith = [&](int n) {
+    std::thread([&] {
+      RegDeleteKeyW(m_key, u"area\\unit\\gone");
+      RegDeleteKeyW(m_key, u"area\\unit\\stays");
+      RegDeleteKeyW(m_key, u"area\\unit");
+      RegDeleteKeyW(m_key, u"area");
+      setValue(Key::create(m_key, u"area\\unit\\stays"), u"n", text(n));
+      if (n == 1) Key::create(m_key, u"area\\unit\\gone");
+    }).join();
+  };
+  makeWith(1);
+  EXPECT_EQ(number(getValue(Key::open(m_key, u"area\\unit\\stays"), u"n").data), 1);
+  EXPECT_TRUE(Key::open(m_key, u"area\\unit\\gone"));
+  makeWith(2);
+  EXPECT_EQ(number(getValue(Key::open(m_key, u"area\\unit\\stays"), u"n").data), 2);
+  HKEY gone = 0;
+  EXPECT_EQ(RegOpenKeyExW(m_key, u"area\\unit\\gone", 0, KEY_READ, &gone), ERROR_FILE_NOT_FOUND);
 }
 
 TEST_F(RegistryConcurrency, ThreadsSeeWhatWasAcknowledged) {
