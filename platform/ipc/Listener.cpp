@@ -1,0 +1,71 @@
+#include "platform/ipc/Listener.h"
+
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <utility>
+
+namespace ipc {
+
+namespace {
+
+// Descriptors may be used up; asking again at once would only burn time.
+constexpr std::chrono::milliseconds pauseTime{50};
+
+void tuneTcp(int descriptor) {
+  const int on = 1;
+  ::setsockopt(descriptor, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+  ::setsockopt(descriptor, SOL_SOCKET, SO_KEEPALIVE, &on, sizeof on);
+}
+
+int familyOf(const Endpoint& endpoint) {
+  if (endpoint.kind == Endpoint::Kind::Unix) return AF_UNIX;
+  return endpoint.host.find(':') == std::string::npos ? AF_INET : AF_INET6;
+}
+
+}  // namespace
+
+Listener::Listener(std::shared_ptr<Worker> worker, BoundSocket bound, Target target)
+    : m_worker(std::move(worker)),
+      m_bound(std::move(bound)),
+      m_target(std::move(target)),
+      m_acceptor(m_worker->context()),
+      m_timer(m_worker->context()) {
+  const asio::generic::stream_protocol protocol(familyOf(m_bound.endpoint), 0);
+  m_acceptor.assign(protocol, m_bound.socket.release());
+}
+
+Listener::~Listener() {
+  // The lock is still held, so the file is ours.
+  if (m_bound.ownsFile) ::unlink(m_bound.endpoint.path.c_str());
+}
+
+void Listener::accept() {
+  auto worker = m_target.choose();
+  auto& context = worker->context();
+  m_acceptor.async_accept(context, [self = shared_from_this(), worker = std::move(worker)](
+                                       std::error_code error, IoSocket socket) mutable {
+    if (!self->m_acceptor.is_open()) return;
+    if (error) return self->pause();
+    const Endpoint::Kind kind = self->m_bound.endpoint.kind;
+    if (kind != Endpoint::Kind::Unix) tuneTcp(socket.native_handle());
+    self->m_target.begin(std::move(worker), std::move(socket), kind);
+    self->accept();
+  });
+}
+
+void Listener::pause() {
+  m_timer.expires_after(pauseTime);
+  m_timer.async_wait([self = shared_from_this()](std::error_code error) {
+    if (!error && self->m_acceptor.is_open()) self->accept();
+  });
+}
+
+void Listener::close() {
+  std::error_code ignored;
+  m_acceptor.close(ignored);
+  m_timer.cancel();
+}
+
+}  // namespace ipc

@@ -1,0 +1,54 @@
+// One I/O thread and the connections' handlers that run on it.
+#pragma once
+
+#include <asio/basic_stream_socket.hpp>
+#include <asio/executor_work_guard.hpp>
+#include <asio/generic/stream_protocol.hpp>
+#include <asio/io_context.hpp>
+#include <asio/post.hpp>
+#include <mutex>
+#include <optional>
+#include <thread>
+#include <utility>
+
+namespace ipc {
+
+using IoExecutor = asio::io_context::executor_type;
+using IoSocket = asio::basic_stream_socket<asio::generic::stream_protocol, IoExecutor>;
+
+// A thread of its own for each context: what belongs to a connection is touched by one thread alone and
+// needs no lock, and an event wakes no thread but the one that handles it.
+class Worker {
+public:
+  asio::io_context& context() { return m_context; }
+  bool isThisThread() { return m_context.get_executor().running_in_this_thread(); }
+
+  void start() {
+    m_work.emplace(m_context.get_executor());
+    m_thread = std::thread([this] { m_context.run(); });
+  }
+  // Runs it on the thread. What comes after finish is dropped.
+  template <class Task>
+  void post(Task&& task) {
+    const std::lock_guard lock(m_mutex);
+    if (!m_finished) asio::post(m_context, std::forward<Task>(task));
+  }
+  // Waits until no handler is left; everything that could start another must be closed.
+  void finish() {
+    m_work.reset();
+    if (m_thread.joinable()) m_thread.join();
+    const std::lock_guard lock(m_mutex);
+    m_finished = true;
+    m_context.restart();
+    m_context.poll();  // what was posted as the thread ended
+  }
+
+private:
+  asio::io_context m_context{1};
+  std::optional<asio::executor_work_guard<IoExecutor>> m_work;
+  std::thread m_thread;
+  std::mutex m_mutex;
+  bool m_finished = false;  // under the mutex
+};
+
+}  // namespace ipc

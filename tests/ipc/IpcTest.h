@@ -1,0 +1,138 @@
+// What the tests of the ipc room share: a server of their own in a directory of its own, a service that does
+// what the request's number says, and a client that shows its notifications.
+#pragma once
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstdlib>
+#include <deque>
+#include <filesystem>
+#include <functional>
+#include <future>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/ipc/Errors.h"
+#include "platform/ipc/IpcClient.h"
+#include "platform/ipc/IpcServer.h"
+#include "platform/support/Utf.h"
+
+namespace ipctest {
+
+inline constexpr std::int32_t serviceNumber = 11;
+
+class TempDirectory {
+public:
+  TempDirectory() {
+    if (::mkdtemp(m_path.data()) == nullptr) throw std::runtime_error("mkdtemp");
+  }
+  ~TempDirectory() {
+    std::error_code ignored;
+    std::filesystem::remove_all(m_path, ignored);
+  }
+  TempDirectory(const TempDirectory&) = delete;
+  TempDirectory& operator=(const TempDirectory&) = delete;
+  std::string operator/(const std::string& name) const { return m_path + "/" + name; }
+
+private:
+  std::string m_path = (std::filesystem::temp_directory_path() / "ipc-XXXXXX").string();
+};
+
+// An environment variable for a scope.
+class Variable {
+public:
+  Variable(const char* name, const std::string& value) : m_name(name) { ::setenv(name, value.c_str(), 1); }
+  ~Variable() { ::unsetenv(m_name); }
+  Variable(const Variable&) = delete;
+  Variable& operator=(const Variable&) = delete;
+
+private:
+  const char* m_name;
+};
+
+inline ipc::Bytes bytesOf(std::string_view text) {
+  return {text.begin(), text.end()};
+}
+
+// What a request's number asks of the test service.
+enum Number : std::int32_t {
+  echo = 0,     // the request's data as single reply
+  done = 1,     // no reply
+  refuse = 2,   // rejected with the request's second value
+  split = 3,    // each byte of the data as a reply
+  numbers = 4,  // as many replies as the second value says, made one by one, each of 1000 bytes
+  hold = 5,     // kept for the test to answer
+  forget = 6,   // let go without an answer
+  fault = 7,    // an exception
+  large = 8,    // one reply of as many bytes as the second value says
+  whoami = 9    // the peer's kind, name and address
+};
+
+class TestService : public ipc::Service {
+public:
+  void serve(std::shared_ptr<ipc::Exchange> exchange) override;
+  void ended(ipc::SessionId session) override;
+
+  // The next exchange that was kept; waits for it.
+  std::shared_ptr<ipc::Exchange> held();
+  // Waits until that many sessions have ended in all.
+  bool awaitEnded(std::size_t count);
+  std::size_t startedReplies() const { return m_made; }
+
+private:
+  std::mutex m_mutex;
+  std::condition_variable m_changed;
+  std::deque<std::shared_ptr<ipc::Exchange>> m_held;  // this and what follows under the mutex
+  std::vector<ipc::SessionId> m_ended;
+  std::atomic<std::size_t> m_made{0};
+};
+
+class TestClient : public IpcClient {
+public:
+  explicit TestClient(std::int32_t timeout = 10000) : IpcClient(timeout, timeout, nullptr, nullptr) {}
+  void NotifyOpen() override { ++opened; }
+  void NotifyClose() override { ++closed; }
+
+  bool connect(const std::string& endpoint) {
+    const bool open = Open(support::toUtf16(endpoint).c_str(), conModeRequest);
+    if (open) SetService(serviceNumber);
+    return open;
+  }
+  // The exchange's outcome in one text: the replies joined by "|", or the error.
+  std::string ask(std::int32_t number, std::string_view data = "x", std::int32_t value = 0);
+  bool request(std::int32_t number, std::string_view data = "x", std::int32_t value = 0) {
+    return Request(number, value, data.data(), static_cast<std::int32_t>(data.size()));
+  }
+  std::string reply();
+
+  int opened = 0;
+  int closed = 0;
+};
+
+// Text of an error of the client's, short enough for expectations: "error 3", "rejected 21".
+std::string errorName(std::int32_t code);
+
+class ServerTest : public ::testing::Test {
+protected:
+  ServerTest() { start({}); }
+  // Another server in the place of the first.
+  void start(const ipc::Limits& limits, unsigned threads = 2);
+  // Waits until the server has that many connections.
+  bool awaitConnections(std::size_t count) const;
+
+  TempDirectory directory;
+  TestService service;
+  std::unique_ptr<ipc::IpcServer> server;
+  const std::string socketPath = directory / "s";
+  const std::string endpoint = "unix:" + socketPath;
+};
+
+}  // namespace ipctest
