@@ -40,6 +40,8 @@ target_include_directories(sps INTERFACE $<INSTALL_INTERFACE:${CMAKE_INSTALL_INC
                                          $<INSTALL_INTERFACE:${SPS_HEADER_DIR}>)
 target_compile_features(sps INTERFACE cxx_std_20)
 install(TARGETS sps EXPORT sps-targets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+# Loaded by the library from beside itself.
+install(TARGETS sps_tls LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} NAMELINK_SKIP)
 install(EXPORT sps-targets NAMESPACE sps:: DESTINATION ${SPS_PACKAGE_DIR})
 
 configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/sps-config.cmake.in
