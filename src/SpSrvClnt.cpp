@@ -67,10 +67,11 @@ void appendPiece(UnicodeString& text, const std::uint8_t* bytes, std::int32_t co
 SpSrvClnt::SpSrvClnt() : IpcClient(timeout, timeout, nullptr, nullptr) {}
 
 SpSrvClnt::SpSrvClnt(const SpSrvClnt& source)
-    : CriticalSection(), IpcClient(timeout, timeout, nullptr, nullptr) {
+    : CriticalSection(source), IpcClient(timeout, timeout, nullptr, nullptr) {
   TakeConnection(source);
 }
 
+// NOLINTNEXTLINE(misc-unconventional-assign-operator): the interface says so
 const SpSrvClnt& SpSrvClnt::operator=(const SpSrvClnt& source) {
   if (this != &source) TakeConnection(source);
   return *this;

@@ -39,7 +39,7 @@ public:
   // As the copy; a connection that the target has is replaced only where the source has one.
   // NOLINTNEXTLINE(misc-unconventional-assign-operator): the interface says so
   const SpSrvClnt& operator=(const SpSrvClnt& source);
-  virtual ~SpSrvClnt();
+  ~SpSrvClnt() override;
 
   // Connects to a server by name (see IpcClient::Open) and finds out who this process is. False, with a
   // trace of why; the object then is of no use but for another Init.
@@ -98,7 +98,7 @@ protected:
   bool Exchange(telegram::Request request, std::uint32_t* err, Fill fill, Read read);
 
   // Appends who asks.
-  void AddCaller(DfsBin& telegram) const;
+  void AddCaller(DfsBin& out) const;
 
 private:
   bool NewBuffer();
