@@ -6,18 +6,19 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <chrono>
 #include <condition_variable>
+#include <cstdint>
 #include <cstdlib>
 #include <deque>
 #include <filesystem>
 #include <functional>
-#include <future>
-#include <map>
 #include <memory>
 #include <mutex>
+#include <stdexcept>
 #include <string>
 #include <string_view>
+#include <thread>
+#include <utility>
 #include <vector>
 
 #include "platform/ipc/Errors.h"
@@ -117,22 +118,94 @@ public:
   int closed = 0;
 };
 
-// Text of an error of the client's, short enough for expectations: "error 3", "rejected 21".
+// The text of an error of the client's, short enough for expectations.
 std::string errorName(std::int32_t code);
+
+// The bytes of a frame, put together here as the protocol's description says.
+struct RawFrame {
+  int kind = 1;
+  std::uint32_t id = 0;
+  std::uint32_t code = 0;
+  std::uint32_t service = 0;
+  std::uint32_t value = 0;
+  std::string payload;
+  int flags = 0;
+  int version = 1;
+  std::int64_t length = -1;  // where it is not the true one
+
+  std::string bytes() const;
+};
+inline const std::string hello = RawFrame{}.bytes();
+inline RawFrame request(std::uint32_t number, std::string payload, std::uint32_t id = 1) {
+  return {.kind = 3, .id = id, .code = number, .service = serviceNumber, .payload = std::move(payload)};
+}
+
+// A socket without a client behind it.
+class RawPeer {
+public:
+  explicit RawPeer(int descriptor) : m_descriptor(descriptor) {}
+  ~RawPeer();
+  RawPeer(RawPeer&& other) noexcept : m_descriptor(std::exchange(other.m_descriptor, -1)) {}
+  RawPeer& operator=(RawPeer&&) = delete;
+
+  // To an endpoint as the server gives it; throws where that fails.
+  static RawPeer connect(const std::string& endpoint);
+  bool isValid() const { return m_descriptor >= 0; }
+  // False where the peer is gone.
+  bool send(const std::string& bytes) const;
+  // Up to the count, less where the stream ends; an exception where nothing comes for long.
+  std::string read(std::size_t count) const;
+  // All up to the end.
+  std::string readAll() const { return read(std::string::npos); }
+  // One frame's kind, id and code, such as "verdict 1 0", with the payload behind a blank where there is one;
+  // "end" at the end.
+  std::string readFrame() const;
+  // No more bytes go out.
+  void finish() const;
+
+private:
+  int m_descriptor;
+};
+
+// A server that does to each connection what the test says.
+class FakeServer {
+public:
+  FakeServer(std::string path, std::function<void(RawPeer&)> script);
+  ~FakeServer();
+  FakeServer(const FakeServer&) = delete;
+  FakeServer& operator=(const FakeServer&) = delete;
+
+private:
+  int m_listener;
+  std::thread m_thread;
+};
 
 class ServerTest : public ::testing::Test {
 protected:
   ServerTest() { start({}); }
   // Another server in the place of the first.
-  void start(const ipc::Limits& limits, unsigned threads = 2);
+  void start(const ipc::Limits& limits, const std::string& kind = "unix");
   // Waits until the server has that many connections.
   bool awaitConnections(std::size_t count) const;
 
   TempDirectory directory;
   TestService service;
-  std::unique_ptr<ipc::IpcServer> server;
   const std::string socketPath = directory / "s";
-  const std::string endpoint = "unix:" + socketPath;
+  std::unique_ptr<ipc::IpcServer> server;
+  std::string endpoint;  // as bound
 };
+
+// The environment that makes a client of the certificate of that name.
+class ClientCertificate {
+public:
+  explicit ClientCertificate(const std::string& name);
+
+private:
+  Variable m_certificate;
+  Variable m_key;
+  Variable m_authorities;
+};
+std::string certificateFile(const std::string& name);
+ipc::TlsFiles serverFiles(const std::string& name);
 
 }  // namespace ipctest
