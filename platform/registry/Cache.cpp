@@ -1,6 +1,5 @@
 #include "platform/registry/Cache.h"
 
-#include <algorithm>
 #include <atomic>
 #include <cstring>
 
@@ -17,14 +16,16 @@ constexpr std::size_t maxKept = 4096;        // what a reused place may keep res
 
 std::atomic<std::uint64_t> g_nextCacheId{1};
 
-// True where the path is written as splitPath would write it.
-bool isPlain(std::u16string_view path) {
-  return path.empty() ||
-         (path.back() != u'\\' && path.front() != u'\\' && path.find(u"\\\\") == std::u16string_view::npos);
-}
-
-std::size_t countLevels(std::u16string_view path) {
-  return static_cast<std::size_t>(std::count(path.begin(), path.end(), u'\\')) + 1;
+// The levels of a path that is written as splitPath would write it; none for another spelling.
+std::optional<std::size_t> plainLevels(std::u16string_view path) {
+  std::size_t levels = 1;
+  for (std::u16string_view rest = path; !rest.empty(); ++levels) {
+    const std::size_t end = support::indexOf(rest, u'\\');
+    if (end == std::u16string_view::npos) break;
+    if (end == 0 || end + 1 == rest.size()) return std::nullopt;
+    rest.remove_prefix(end + 1);
+  }
+  return levels;
 }
 
 std::u16string plain(std::u16string_view path) {
@@ -86,8 +87,9 @@ CachedNode* NodeCache::open(Moment& moment, const NodeRef& base, std::u16string_
   const std::uint64_t hash = hashOf(base, path);
   CachedNode* node = find(hash, base.id, path);
   if (node != nullptr && isCurrent(moment, *node)) return node;
-  if (!isPlain(path)) return open(moment, base, plain(path));
-  if (countLevels(path) > maxDepth) return nullptr;  // also keeps the recursion from running deep
+  const auto levels = plainLevels(path);
+  if (!levels) return open(moment, base, plain(path));
+  if (*levels > maxDepth) return nullptr;  // also keeps the recursion from running deep
   return load(moment, base, path, hash);
 }
 
