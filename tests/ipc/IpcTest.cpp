@@ -70,6 +70,11 @@ bool TestService::awaitEnded(std::size_t count) {
   return m_changed.wait_for(lock, std::chrono::seconds(20), [&] { return m_ended.size() >= count; });
 }
 
+bool TestService::hasEnded(std::size_t count) {
+  const std::lock_guard lock(m_mutex);
+  return m_ended.size() >= count;
+}
+
 std::string TestClient::reply() {
   const std::uint8_t* data = nullptr;
   std::int32_t size = 8193;

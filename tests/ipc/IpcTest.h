@@ -86,6 +86,7 @@ public:
   std::shared_ptr<ipc::Exchange> held();
   // Waits until that many sessions have ended in all.
   bool awaitEnded(std::size_t count);
+  bool hasEnded(std::size_t count);
   std::size_t startedReplies() const { return m_made; }
 
 private:
@@ -128,7 +129,7 @@ struct RawFrame {
   std::uint32_t code = 0;
   std::uint32_t service = 0;
   std::uint32_t value = 0;
-  std::string payload;
+  std::string payload = {};
   int flags = 0;
   int version = 1;
   std::int64_t length = -1;  // where it is not the true one
