@@ -123,7 +123,7 @@ TEST_P(Exchange, MakesRepliesAsThePeerTakesThem) {
   EXPECT_EQ(read, count);
 }
 
-TEST_P(Exchange, TakesAnswerFromAnyThread) {
+TEST_P(Exchange, TakesAnswersFromOtherThreads) {
   std::thread other([this] {
     const auto exchange = service.held();
     if (!exchange) return;

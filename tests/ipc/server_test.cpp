@@ -185,7 +185,7 @@ TEST_F(Server, SilentPeersDoNotKeepOthersOut) {
 }
 
 // Half of them idle, ten with a byte now and then: reads of others stay quick.
-TEST_F(Server, CrowdDoesNotSlowOthers) {
+TEST_F(Server, ConcurrentCrowdDoesNotSlowOthers) {
   ipc::Limits limits;
   limits.perUser = 600;
   start(limits);
@@ -197,6 +197,25 @@ TEST_F(Server, CrowdDoesNotSlowOthers) {
   ASSERT_TRUE(client.connect(endpoint));
   for (int i = 0; i < 200; ++i) EXPECT_EQ(client.ask(echo, "quick"), "quick");
   for (std::size_t i = 250; i < 500; ++i) EXPECT_EQ(crowd[i].readFrame(), "welcome 0 0");
+}
+
+TEST_F(Server, ConcurrentClientsGetTheirOwnAnswers) {
+  std::vector<std::future<int>> clients;
+  for (int number = 0; number < 8; ++number) {
+    clients.push_back(std::async(std::launch::async, [this, number] {
+      int wrong = 0;
+      for (int round = 0; round < 40; ++round) {
+        TestClient client;
+        const std::string text = std::to_string(1000 * number + round);
+        if (!client.connect(endpoint) || client.ask(echo, text) != text) ++wrong;
+        if (client.ask(refuse, "x", round) != "rejected " + std::to_string(round)) ++wrong;
+        if (!client.request(numbers, "x", round) || (round > 0 && client.reply().size() != 1000)) ++wrong;
+      }
+      return wrong;
+    }));
+  }
+  for (auto& client : clients) EXPECT_EQ(client.get(), 0);
+  EXPECT_TRUE(awaitConnections(0));
 }
 
 TEST_F(Server, SaysOnceThatSessionEnded) {
@@ -211,7 +230,7 @@ TEST_F(Server, SaysOnceThatSessionEnded) {
   EXPECT_FALSE(service.hasEnded(2));
 }
 
-TEST_F(Server, AnswersOpenExchangesBeforeItEnds) {
+TEST_F(Server, ConcurrentStopAnswersOpenExchanges) {
   TestClient client;
   ASSERT_TRUE(client.connect(endpoint));
   auto outcome = std::async([&] { return client.ask(hold); });
