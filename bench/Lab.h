@@ -37,6 +37,9 @@ public:
   const std::string& useTree(Shape shape, std::uint32_t size);
   const std::string& useWideTree();
 
+  // A new directory for whatever else a benchmark needs; it goes with the lab.
+  std::string makeDirectory(const std::string& name);
+
   // The peer with the Strings tree of that size.
   template <class Peer>
   Peer& peer(std::uint32_t size);
@@ -53,7 +56,6 @@ private:
   const std::string& useStore(const std::string& name, const Make& make);
   template <class Make>
   const std::vector<Access>& order(const std::string& name, const Make& make);
-  std::string makeDirectory(const std::string& name);
 
   bool m_isQuick;
   std::string m_directory;

@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
 """The table of a benchmark run: library, peer, ratio and bound of each row.
 
-usage: table.py RESULTS.json [--whole] [--count] [--page PAGE.md]
+usage: table.py RESULTS.json [MORE.json ...] [--whole] [--count] [--page PAGE.md]
 
-RESULTS.json is what local_bench wrote. --whole: a bound that finds no figures is an error. --count: says
+The results are what local_bench and remote_bench wrote. --whole: a bound that finds no figures is an error. --count: says
 how many benchmarks there were, for a run whose times mean nothing. --page: puts the table into the page as
 well, between its two marks. Exits with 1 when a benchmark failed or a figure is missing;
 a bound that is not met is no failure, the table says it."""
@@ -16,7 +16,7 @@ import statistics
 import sys
 
 LIBRARY = "sps"
-PEERS = ("dconf", "lmdb", "sqlite")
+PEERS = ("dconf", "lmdb", "sqlite", "echo", "redis")
 
 # What a row of the library is held against besides the peers' rows of the same name, and how large its
 # share of that may be.
@@ -30,6 +30,15 @@ BOUNDS = {
     ("sps/set/string/1k", "lmdb/set/string/1k"): 1.3,
     ("sps/set/string/1M", "lmdb/set/string/1M"): 1.3,
     ("sps/walk/100k", "sps/walk/10"): None,
+    ("sps/remote-get/unix/same-core", "echo/remote-get/unix/same-core"): 2.0,
+    ("sps/remote-get/unix/same-core", "redis/remote-get/unix/same-core"): 1.0,
+    ("sps/remote-get/unix/two-cores", "echo/remote-get/unix/two-cores"): 2.0,
+    ("sps/remote-get/unix/two-cores", "redis/remote-get/unix/two-cores"): 1.0,
+    ("sps/remote-get/tls/same-core", "sps/remote-get/unix/same-core"): None,
+    ("sps/remote-get/tls/two-cores", "sps/remote-get/unix/two-cores"): None,
+    ("sps/remote-set/8", "sps/remote-set/1"): None,
+    # Fifteen times the throughput.
+    ("sps/remote-set/64", "sps/remote-set/1"): 0.067,
 }
 # Nanoseconds.
 LIMITS = {"sps/first-get/1k": 2e6, "sps/first-get/1M": 2e6}
@@ -123,14 +132,16 @@ def update_page(path, text):
 
 def main():
     parser = argparse.ArgumentParser(usage=__doc__)
-    parser.add_argument("results")
+    parser.add_argument("results", nargs="+")
     parser.add_argument("--whole", action="store_true")
     parser.add_argument("--count", action="store_true")
     parser.add_argument("--page")
     arguments = parser.parse_args()
-    with open(arguments.results, encoding="utf-8") as file:
-        results = json.load(file)
-    medians = read_medians(results)
+    medians = {}
+    for path in reversed(arguments.results):
+        with open(path, encoding="utf-8") as file:
+            results = json.load(file)
+        medians = read_medians(results) | medians
     wanted = {name for pair in BOUNDS for name in pair} | LIMITS.keys()
     missing = sorted(wanted - medians.keys())
     if not medians or (arguments.whole and missing):

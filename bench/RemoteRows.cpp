@@ -1,0 +1,247 @@
+#include "bench/RemoteRows.h"
+
+#include <hiredis/hiredis.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <stdexcept>
+#include <thread>
+#include <vector>
+
+#include "src/SpSrvClntEx.h"
+#include "src/spc.h"
+
+namespace bench {
+
+namespace {
+
+constexpr int clientProcessor = 0;
+
+struct Arrangement {
+  const char* name;
+  Place place;
+};
+constexpr Arrangement arrangements[] = {{"same-core", Place::Same}, {"two-cores", Place::Apart}};
+
+std::u16string wide(const std::string& ascii) {
+  return {ascii.begin(), ascii.end()};
+}
+
+// Reads parameters of the master, which has them all; this machine's tree is not asked.
+class RemoteReader {
+public:
+  explicit RemoteReader(const std::string& endpoint) {
+    m_spc.Init();
+    if (!m_spc.ConnectSpService(wide(endpoint).c_str(), false)) throw std::runtime_error("no connection");
+  }
+  bool read(const Access& access) { return m_spc.GetPar(access.topic, access.name, m_value); }
+  bool holds(std::uint32_t value) const { return m_value == UnicodeString(textOf(value).c_str()); }
+
+private:
+  Spc m_spc;
+  UnicodeString m_value;
+};
+
+class EchoReader {
+public:
+  explicit EchoReader(const std::string& socket) : m_socket(connectTo(socket)) {}
+  ~EchoReader() { ::close(m_socket); }
+  EchoReader(const EchoReader&) = delete;
+  EchoReader& operator=(const EchoReader&) = delete;
+  bool read(const Access&) {
+    constexpr ssize_t size{sizeof m_message};
+    return ::send(m_socket, m_message.data(), m_message.size(), MSG_NOSIGNAL) == size &&
+           ::recv(m_socket, m_message.data(), m_message.size(), MSG_WAITALL) == size;
+  }
+  bool holds(std::uint32_t) const { return true; }
+
+private:
+  int m_socket;
+  std::array<char, 100> m_message{};
+};
+
+struct FreeReply {
+  void operator()(void* reply) const { ::freeReplyObject(reply); }
+};
+struct FreeContext {
+  void operator()(redisContext* context) const { ::redisFree(context); }
+};
+
+class RedisReader {
+public:
+  RedisReader(const std::string& socket, const std::vector<Access>& order)
+      : m_context(::redisConnectUnix(socket.c_str())) {
+    if (!m_context || m_context->err != 0) throw std::runtime_error("no connection to redis");
+    for (const Access& access : order) ask("SET %s %s", access.key, textOf(access.value).c_str());
+  }
+  bool read(const Access& access) {
+    ask("GET %s", access.key);
+    if (!m_reply || m_reply->type != REDIS_REPLY_STRING) return false;
+    m_value.assign(m_reply->str, m_reply->len);
+    return true;
+  }
+  bool holds(std::uint32_t value) const { return m_value == textOf(value); }
+
+private:
+  template <class... Words>
+  void ask(const char* format, Words... words) {
+    m_reply.reset(static_cast<redisReply*>(::redisCommand(m_context.get(), format, words...)));
+  }
+
+  std::unique_ptr<redisContext, FreeContext> m_context;
+  std::unique_ptr<redisReply, FreeReply> m_reply;
+  std::string m_value;
+};
+
+template <class Reader>
+void measureRemote(benchmark::State& state, const std::vector<Access>& order, Reader& reader) {
+  for (const Access& access : order) {
+    if (!reader.read(access) || !reader.holds(access.value)) return state.SkipWithError("a value is wrong");
+  }
+  measure(state, order.size(), [&](std::size_t index) { return reader.read(order[index]); });
+}
+
+// What takes two processes is measured by the clock.
+template <class Run>
+void addReadRow(RemoteLab& lab, const std::string& name, Run run) {
+  addRow(name, [&lab, run](benchmark::State& state, const std::string&) {
+    const std::vector<Access>& order = lab.local().readOrder(Shape::Strings, thousand, plainText, thousand);
+    stayOn(clientProcessor);
+    run(state, order);
+  })->UseRealTime();
+}
+
+void addReads(RemoteLab& lab, const std::string& arrangement, Place place) {
+  addReadRow(lab, "sps/remote-get/unix/" + arrangement, [&lab, place](auto& state, const auto& order) {
+    lab.useService(thousand, place);
+    RemoteReader reader(lab.endpoint());
+    measureRemote(state, order, reader);
+  });
+  addReadRow(lab, "sps/remote-get/tls/" + arrangement, [&lab, place](auto& state, const auto& order) {
+    lab.useService(thousand, place);
+    RemoteReader reader(lab.tlsEndpoint());
+    measureRemote(state, order, reader);
+  });
+  addReadRow(lab, "echo/remote-get/unix/" + arrangement, [&lab, place](auto& state, const auto& order) {
+    EchoReader reader(lab.echo(place));
+    measureRemote(state, order, reader);
+  });
+  addReadRow(lab, "redis/remote-get/unix/" + arrangement, [&lab, place](auto& state, const auto& order) {
+    RedisReader reader(lab.redis(place), order);
+    measureRemote(state, order, reader);
+  });
+}
+
+// One of several who write at once, each over a connection of its own.
+class Writer {
+public:
+  explicit Writer(const std::string& endpoint) {
+    m_spc.Init();
+    if (!m_spc.ConnectSpService(wide(endpoint).c_str(), false)) throw std::runtime_error("no connection");
+  }
+  bool write(const Access& access) {
+    const std::string text = textOf(++m_count);
+    return m_spc.SetPar(access.topic, access.name, UnicodeString(text.c_str()));
+  }
+
+private:
+  Spc m_spc;
+  std::uint32_t m_count = 0;
+};
+
+constexpr std::size_t writesEach = 8;
+
+bool writeAll(std::vector<std::unique_ptr<Writer>>& writers, const std::vector<Access>& places) {
+  std::atomic<bool> isRight{true};
+  std::vector<std::thread> threads;
+  for (std::size_t which = 0; which < writers.size(); ++which) {
+    threads.emplace_back([&, which] {
+      for (std::size_t count = 0; count < writesEach; ++count) {
+        if (!writers[which]->write(places[(which * writesEach + count) % places.size()])) isRight = false;
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  return isRight;
+}
+
+// The time of one write is that of all, divided: what a writer waits is as many times more as there are.
+void addWrites(RemoteLab& lab, std::size_t count) {
+  addRow("sps/remote-set/" + std::to_string(count),
+         [&lab, count](benchmark::State& state, const std::string&) {
+           stayOn(clientProcessor);
+           lab.useService(hundredThousand, Place::Apart);
+           const std::vector<Access>& places = lab.local().writeOrder(hundredThousand);
+           std::vector<std::unique_ptr<Writer>> writers;
+           while (writers.size() < count) writers.push_back(std::make_unique<Writer>(lab.endpoint()));
+           for ([[maybe_unused]] auto iteration : state) {
+             const auto begin = std::chrono::steady_clock::now();
+             if (!writeAll(writers, places)) return state.SkipWithError("a write failed");
+             const std::chrono::duration<double> time = std::chrono::steady_clock::now() - begin;
+             state.SetIterationTime(time.count() / static_cast<double>(count * writesEach));
+           }
+         })
+      ->UseManualTime()
+      ->Iterations(lab.local().isQuick() ? 1 : 16);
+}
+
+// A row that asks for one long answer.
+template <class Step>
+void addLongRow(RemoteLab& lab, const std::string& name, Step step) {
+  addRow(name,
+         [&lab, step](benchmark::State& state, const std::string&) {
+           stayOn(clientProcessor);
+           lab.useService(hundredThousand, Place::Apart);
+           SpSrvClntEx client;
+           if (!client.Init(wide(lab.endpoint()).c_str())) return state.SkipWithError("no connection");
+           for ([[maybe_unused]] auto iteration : state) {
+             if (!step(client)) return state.SkipWithError("a call failed");
+           }
+         })
+      ->UseRealTime()
+      ->Iterations(1);
+}
+
+constexpr std::uint32_t listed = 10'000;
+const UnicodeString listPath = u"HKEY_LOCAL_MACHINE\\Software\\Velor\\SPS\\Default\\Listed";
+
+// Through the service, in one import.
+UnicodeString listText(std::uint32_t children) {
+  UnicodeString text = u"Windows Registry Editor Version 5.00\r\n\r\n";
+  for (std::uint32_t index = 0; index < children; ++index) {
+    text += u"[" + listPath + u"\\" + UnicodeString(static_cast<std::int32_t>(index)) +
+            u"]\r\n\"@type\"=hex:53,00\r\n";
+  }
+  return text;
+}
+
+void addLongRows(RemoteLab& lab) {
+  addLongRow(lab, "sps/remote-list/10k", [&lab, made = std::make_shared<bool>()](SpSrvClntEx& client) {
+    const std::uint32_t children = lab.local().scaled(listed);
+    if (!*made && !client.SetSpRegImport(listText(children), nullptr)) return false;
+    *made = true;
+    const auto* nodes = client.GetChildNodes(listPath, nullptr);
+    return nodes && nodes->size() == children;
+  });
+  addLongRow(lab, "sps/remote-export/100k", [](SpSrvClntEx& client) {
+    UnicodeString text;
+    return client.GetSpRegExport(text, nullptr) && text.GetLength() > 100'000;
+  });
+  addLongRow(lab, "sps/remote-import/100k", [text = std::make_shared<UnicodeString>()](SpSrvClntEx& client) {
+    if (text->IsEmpty() && !client.GetSpRegExport(*text, nullptr)) return false;
+    return client.SetSpRegImport(*text, nullptr);
+  });
+}
+
+}  // namespace
+
+void registerRemote(RemoteLab& lab) {
+  for (const auto& [name, place] : arrangements) addReads(lab, name, place);
+  for (const std::size_t count : {1, 8, 64}) addWrites(lab, count);
+  addLongRows(lab);
+}
+
+}  // namespace bench
