@@ -3,12 +3,15 @@
 
 #include <cstdint>
 #include <memory>
-#include <string>
 
 #include "platform/ipc/IpcBase.h"
 #include "platform/support/Dfs.h"
 #include "platform/support/UnicodeString.h"
 #include "platform/support/api.h"
+
+namespace ipc {
+class Connection;
+}
 
 // A caller's own text for a failure. A table of them ends with an entry whose text is null.
 struct IpcErrDescrT {
@@ -89,9 +92,12 @@ public:
   void SetRequestTO(std::int32_t timeout);
 
 private:
-  class Impl;
+  bool end();
   bool settle(std::int32_t code);
-  void traceFailure(const char16_t* server, std::int32_t error, const std::string& detail) const;
 
-  std::unique_ptr<Impl> m_impl;
+  const std::unique_ptr<ipc::Connection> m_connection;
+  const std::int32_t m_openTimeout;  // milliseconds
+  const IpcErrDescrT* const m_ipcErrors;
+  const IpcErrDescrT* const m_serviceErrors;
+  UnicodeString m_serverName;
 };

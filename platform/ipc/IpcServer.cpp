@@ -8,6 +8,7 @@
 #include <charconv>
 #include <csignal>
 #include <cstdlib>
+#include <exception>
 #include <future>
 #include <string_view>
 #include <utility>
@@ -97,7 +98,7 @@ void IpcServer::Impl::add(BoundSocket bound) {
   listeners.push_back(std::make_shared<Listener>(workers.front(), std::move(bound), std::move(target)));
 }
 
-void IpcServer::Impl::begin(const std::shared_ptr<Worker>& worker, IoSocket socket, Endpoint::Kind kind) {
+void IpcServer::Impl::begin(const std::shared_ptr<Worker>& worker, IoSocket socket, Endpoint::Kind kind) try {
   ++state->accepted;
   const auto session = std::make_shared<Session>(state, worker, std::move(socket), kind);
   std::shared_ptr<Session> displaced;
@@ -110,6 +111,8 @@ void IpcServer::Impl::begin(const std::shared_ptr<Worker>& worker, IoSocket sock
     displaced->worker().post([displaced] { displaced->close(); });
   }
   worker->post([session] { session->start(); });
+} catch (const std::exception& error) {
+  reportRefusal(*state, "a peer", error.what());
 }
 
 void IpcServer::Impl::start() {

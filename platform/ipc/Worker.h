@@ -6,10 +6,14 @@
 #include <asio/generic/stream_protocol.hpp>
 #include <asio/io_context.hpp>
 #include <asio/post.hpp>
+#include <exception>
 #include <mutex>
 #include <optional>
 #include <thread>
 #include <utility>
+
+#include "platform/support/Trace.h"
+#include "platform/support/UnicodeString.h"
 
 namespace ipc {
 
@@ -25,7 +29,7 @@ public:
 
   void start() {
     m_work.emplace(m_context.get_executor());
-    m_thread = std::thread([this] { m_context.run(); });
+    m_thread = std::thread([this] { run(); });
   }
   // Runs it on the thread. What comes after finish is dropped.
   template <class Task>
@@ -44,6 +48,19 @@ public:
   }
 
 private:
+  // A handler that fails, for want of memory, takes no other connection with it.
+  void run() {
+    for (;;) {
+      try {
+        m_context.run();
+        return;
+      } catch (const std::exception& error) {
+        _DbgSetLine(u"platform\\ipc", __LINE__, u'E');
+        _DbgOut(u"A connection's handler failed: %s", UnicodeString(error.what()));
+      }
+    }
+  }
+
   asio::io_context m_context{1};
   std::optional<asio::executor_work_guard<IoExecutor>> m_work;
   std::thread m_thread;

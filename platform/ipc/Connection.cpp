@@ -1,0 +1,74 @@
+#include "platform/ipc/Connection.h"
+
+#include <utility>
+
+namespace ipc {
+
+Connected Connection::connect(const char16_t* server, std::int32_t timeout) {
+  drop();
+  m_reader.clear();
+  Deadline deadline(timeout);
+  Connected result = connectTo(server, deadline, m_reader);
+  m_stream = std::move(result.stream);
+  m_frameLimit = result.frameLimit;
+  m_forks = forkCount();
+  return result;
+}
+
+void Connection::drop() {
+  m_stream.reset();
+  m_due = Due::Nothing;
+}
+
+bool Connection::isBroken(std::int32_t error) const {
+  return error == connectionLost || error == protocolError || error == unknownVersion ||
+         error == otherProcess || (m_stream && !m_stream->isWhole());
+}
+
+// One frame of the present exchange, and what it leaves due.
+std::int32_t Connection::receive(Frame& frame, Deadline& deadline) {
+  const std::int32_t error = receiveFrame(*m_stream, m_reader, frame, deadline);
+  if (error != noError) return error;
+  const FrameKind wanted = m_due == Due::Verdict ? FrameKind::Verdict : FrameKind::Reply;
+  if (frame.kind == FrameKind::Verdict && frame.id == 0 && frame.code != noError)
+    return frame.code;  // its last word
+  if (frame.kind != wanted || frame.id != m_lastId) return protocolError;
+  m_due = frame.isLast() || frame.code != noError ? Due::Nothing : Due::Replies;
+  return noError;
+}
+
+// A server that still has replies to send does not read: they are taken before anything is sent.
+std::int32_t Connection::finishEarlier(Deadline& deadline) {
+  Frame unread;
+  while (m_due != Due::Nothing) {
+    if (const std::int32_t error = receive(unread, deadline); error != noError) return error;
+  }
+  return noError;
+}
+
+std::int32_t Connection::request(std::int32_t number, std::int32_t value,
+                                 std::span<const std::uint8_t> data) {
+  if (data.size() > m_frameLimit - headerBytes) return telegramTooLarge;
+  Deadline deadline(requestTimeout);
+  m_lastReplyRead = false;
+  if (const std::int32_t error = finishEarlier(deadline); error != noError) return error;
+  if (++m_lastId == 0) m_lastId = 1;  // 0 stands for no request
+  const Frame frame{FrameKind::Request, 0, m_lastId, number, service, value, data};
+  std::int32_t error = m_stream->send(encodeHeader(frame), data, deadline);
+  // A server that ends the connection may have said why.
+  if (error != noError && error != connectionLost) return error;
+  m_due = Due::Verdict;
+  Frame verdict;
+  error = receive(verdict, deadline);
+  return error != noError ? error : verdict.code;
+}
+
+std::int32_t Connection::reply(Frame& frame) {
+  if (m_due != Due::Replies) return noReply;
+  Deadline deadline(requestTimeout);
+  const std::int32_t error = receive(frame, deadline);
+  if (error == noError) m_lastReplyRead = m_due == Due::Nothing;
+  return error;
+}
+
+}  // namespace ipc
