@@ -28,18 +28,6 @@ constexpr RegistryType registryTypes[] = {
     {REG_QWORD, "REG_QWORD"},
 };
 
-bool sameName(std::u16string_view left, std::u16string_view right) {
-  const auto lower = [](char16_t c) { return c >= u'A' && c <= u'Z' ? static_cast<char16_t>(c + 32) : c; };
-  return std::equal(left.begin(), left.end(), right.begin(), right.end(),
-                    [&](char16_t a, char16_t b) { return lower(a) == lower(b); });
-}
-
-std::u16string textOf(const std::vector<std::uint8_t>& data) {
-  std::u16string text(data.size() / 2, u'\0');
-  std::memcpy(text.data(), data.data(), text.size() * 2);
-  return text.substr(0, text.find(u'\0'));
-}
-
 template <class Number>
 bool numberOf(const std::vector<std::uint8_t>& data, Number& number) {
   if (data.size() != sizeof number) return false;
@@ -53,7 +41,7 @@ bool isText(const StoredValue& stored) {
 
 bool decodeInto(const StoredValue& stored, std::u16string& text) {
   if (!isText(stored)) return false;
-  text = textOf(stored.data);
+  text = storedText(stored);
   return true;
 }
 bool decodeInto(const StoredValue& stored, bool& flag) {
@@ -67,15 +55,8 @@ bool decodeInto(const StoredValue& stored, Number& number) {
   return numberOf(stored.data, number);
 }
 
-std::optional<Value> decoded(char16_t letter, const StoredValue& stored) {
-  if (!isTypeLetter(letter)) return std::nullopt;
-  Value value = emptyValue(letter);
-  if (!std::visit([&](auto& content) { return decodeInto(stored, content); }, value)) return std::nullopt;
-  return value;
-}
-
 Content contentOf(Client& client, const ParameterKey& key, const StoredValue& stored) {
-  Content content{stored.name, decoded(key.letter, stored), false, stored.type == REG_EXPAND_SZ, stored};
+  Content content{stored.name, decodedValue(key.letter, stored), false, stored.type == REG_EXPAND_SZ, stored};
   if (content.value && key.scrambled) {
     if (auto* text = std::get_if<std::u16string>(&*content.value)) {
       *text = client.Plain(*text);
@@ -86,13 +67,14 @@ Content contentOf(Client& client, const ParameterKey& key, const StoredValue& st
 }
 
 // What has to be known before the values can be decoded.
-void readHead(Client& client, RgNode& node, ParameterKey& key) {
-  key.path = node.GetNodePath().View();
-  const std::int32_t type = readLetter(node, Spc::m_pTYPE, key.letter);
-  const std::int32_t override = readLetter(node, Spc::m_pOVERRIDE, key.override);
-  key.hasType = type != ERROR_FILE_NOT_FOUND;
-  key.hasOverride = override != ERROR_FILE_NOT_FOUND;
-  key.scrambled = client.IsScrambled(node);
+void takeHead(ParameterKey& key, const std::vector<StoredValue>& values) {
+  const StoredValue* type = findStored(values, Spc::m_pTYPE);
+  const StoredValue* override = findStored(values, Spc::m_pOVERRIDE);
+  key.hasType = type != nullptr;
+  key.hasOverride = override != nullptr;
+  if (key.hasType) key.letter = storedLetter(*type);
+  if (key.hasOverride) key.override = storedLetter(*override);
+  key.scrambled = findStored(values, Spc::m_pDECRYPT) != nullptr;
 }
 
 void sortAttribute(ParameterKey& key, const Attribute& attribute, const StoredValue& stored) {
@@ -165,12 +147,71 @@ std::vector<StoredValue> storedValues(RgNode& node) {
   return values;
 }
 
-ParameterKey readParameterKey(Client& client, RgNode& node) {
+const StoredValue* findStored(const std::vector<StoredValue>& values, std::u16string_view name) {
+  const auto found = std::find_if(values.begin(), values.end(),
+                                  [&](const StoredValue& stored) { return sameName(stored.name, name); });
+  return found == values.end() ? nullptr : &*found;
+}
+
+std::u16string storedText(const StoredValue& stored) {
+  if (!isText(stored)) return {};
+  std::u16string text(stored.data.size() / 2, u'\0');
+  std::memcpy(text.data(), stored.data.data(), text.size() * 2);
+  return text.substr(0, text.find(u'\0'));
+}
+
+char16_t storedLetter(const StoredValue& stored) {
+  char16_t letter = 0;
+  if (stored.data.size() > sizeof letter) return 0;
+  std::copy(stored.data.begin(), stored.data.end(), reinterpret_cast<std::uint8_t*>(&letter));
+  return letter;
+}
+
+std::optional<Value> decodedValue(char16_t letter, const StoredValue& stored) {
+  if (!isTypeLetter(letter)) return std::nullopt;
+  Value value = emptyValue(letter);
+  if (!std::visit([&](auto& content) { return decodeInto(stored, content); }, value)) return std::nullopt;
+  return value;
+}
+
+ParameterKey decodeParameterKey(Client& client, const std::u16string& path,
+                                const std::vector<StoredValue>& values) {
   ParameterKey key;
-  readHead(client, node, key);
-  for (const StoredValue& stored : storedValues(node)) sortIn(client, key, stored);
+  key.path = path;
+  takeHead(key, values);
+  for (const StoredValue& stored : values) sortIn(client, key, stored);
+  return key;
+}
+
+ParameterKey readParameterKey(Client& client, RgNode& node) {
+  ParameterKey key =
+      decodeParameterKey(client, std::u16string(node.GetNodePath().View()), storedValues(node));
   key.changed = lastWrite(node);
   return key;
+}
+
+std::u16string writtenName(const Client& client, const ParameterKey& key, std::int32_t& why) {
+  why = 0;
+  if (!key.hasOverride) return Spc::m_pVAL;
+  const UnicodeString* name = client.NameForOverride(key.override);
+  if (name != nullptr && !name->IsEmpty()) return std::u16string(name->View());
+  constexpr std::int32_t unknownKind = 7;
+  constexpr std::pair<char16_t, std::int32_t> nameMissing[] = {{u'W', 8}, {u'U', 9}, {u'P', 10}};
+  why = unknownKind;
+  for (const auto& [letter, code] : nameMissing) {
+    if (letter == key.override) why = code;
+  }
+  return Spc::m_pVAL;
+}
+
+const Content* readContent(const Client& client, const ParameterKey& key) {
+  std::int32_t why = 0;
+  const std::u16string name = writtenName(client, key, why);
+  for (const Content& content : key.overrides) {
+    if (sameName(content.name, name)) return &content;
+  }
+  if (key.value) return &*key.value;
+  return key.super ? &*key.super : nullptr;
 }
 
 std::string contentLine(const Content& content, bool reveal) {
@@ -189,14 +230,14 @@ Json contentJson(const Content& content, bool reveal) {
 
 std::string storedLine(const StoredValue& stored) {
   std::int32_t number = 0;
-  if (isText(stored)) return inQuotes(textOf(stored.data));
+  if (isText(stored)) return inQuotes(storedText(stored));
   if (stored.type == REG_DWORD && numberOf(stored.data, number)) return std::to_string(number);
   return hexadecimal(stored.data);
 }
 
 Json storedJson(const StoredValue& stored) {
   std::int32_t number = 0;
-  if (isText(stored)) return toUtf8(textOf(stored.data));
+  if (isText(stored)) return toUtf8(storedText(stored));
   if (stored.type == REG_DWORD && numberOf(stored.data, number)) return number;
   return hexadecimal(stored.data);
 }

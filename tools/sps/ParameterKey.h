@@ -19,6 +19,14 @@ struct StoredValue {
 
 // In the store's order. Refused where the listing breaks off.
 std::vector<StoredValue> storedValues(RgNode& node);
+// By its name, in any case; null where there is none.
+const StoredValue* findStored(const std::vector<StoredValue>& values, std::u16string_view name);
+// The text of a value that is stored as one, else empty.
+std::u16string storedText(const StoredValue& stored);
+// A stored letter; 0 where there are more bytes than a letter has.
+char16_t storedLetter(const StoredValue& stored);
+// In the form of the type; nothing where the letter is none or the form is not that of the type.
+std::optional<Value> decodedValue(char16_t letter, const StoredValue& stored);
 
 // A stored value under the parameter's type.
 struct Content {
@@ -47,6 +55,15 @@ struct ParameterKey {
 
 // Of a node that is open on the parameter's key.
 ParameterKey readParameterKey(Client& client, RgNode& node);
+// The same from the values that a key was found to have; when it changed is not known.
+ParameterKey decodeParameterKey(Client& client, const std::u16string& path,
+                                const std::vector<StoredValue>& values);
+
+// The name of the value that the client's identity writes: that of the override, or "@value". Where an
+// override does not apply, the library's code for it goes into why.
+std::u16string writtenName(const Client& client, const ParameterKey& key, std::int32_t& why);
+// The value that the client's identity reads; null where there is none.
+const Content* readContent(const Client& client, const ParameterKey& key);
 
 // One line for people: a text in quotes, "<scrambled>" for the plain text of a scrambled value unless it is
 // to be revealed, the bytes where the form is not that of the type.

@@ -99,6 +99,12 @@ std::string oneLine(std::u16string_view text) {
   return escaped(text, u"");
 }
 
+bool sameName(std::u16string_view left, std::u16string_view right) {
+  const auto lower = [](char16_t c) { return c >= u'A' && c <= u'Z' ? static_cast<char16_t>(c + 32) : c; };
+  return std::equal(left.begin(), left.end(), right.begin(), right.end(),
+                    [&](char16_t a, char16_t b) { return lower(a) == lower(b); });
+}
+
 std::string shellWord(const std::string& text) {
   constexpr std::string_view safe =
       "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_-./:@%+=,";

@@ -22,6 +22,9 @@ std::string inQuotes(std::u16string_view text);
 // The escapes without the quotes and without escaping backslashes and quotes: for names and paths.
 std::string oneLine(std::u16string_view text);
 
+// Names of keys and values are the same in upper and lower case; this looks at ASCII letters.
+bool sameName(std::u16string_view left, std::u16string_view right);
+
 // As a shell takes it as one word, quoted where needed.
 std::string shellWord(const std::string& text);
 

@@ -45,6 +45,12 @@ std::string TraceLog::Reason() const {
   return start == std::string::npos ? std::string() : reason.substr(start);
 }
 
+std::string TraceLog::LastOf(std::u16string_view source) const {
+  const auto found = std::find_if(m_entries.rbegin(), m_entries.rend(),
+                                  [&](const Entry& entry) { return entry.source == source; });
+  return found == m_entries.rend() ? std::string() : found->text;
+}
+
 std::vector<std::string> TraceLog::Notices() const {
   std::vector<std::string> notices;
   for (const Entry& entry : m_entries) {

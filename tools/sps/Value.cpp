@@ -175,6 +175,18 @@ Json valueJson(const Value& value) {
                     value);
 }
 
+std::vector<std::uint8_t> valueBytes(const Value& value) {
+  const auto copy = [](const void* data, std::size_t size) {
+    const auto* bytes = static_cast<const std::uint8_t*>(data);
+    return std::vector<std::uint8_t>(bytes, bytes + size);
+  };
+  return std::visit(Overloaded{[&](const std::u16string& text) {
+                                 return copy(text.c_str(), (text.size() + 1) * sizeof(char16_t));
+                               },
+                               [&](auto number) { return copy(&number, sizeof number); }},
+                    value);
+}
+
 bool readStored(RgNode& node, const char16_t* name, Value& value) {
   return std::visit(Overloaded{[&](std::u16string& text) { return readText(node, name, text); },
                                [&](bool& flag) { return readBoolean(node, name, flag); },

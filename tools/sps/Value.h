@@ -5,6 +5,7 @@
 #include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <variant>
+#include <vector>
 
 #include "src/RgNode.h"
 
@@ -33,6 +34,9 @@ std::string valueText(const Value& value);
 std::string valueLine(const Value& value);
 // Floats that JSON has no number for are the strings "nan", "inf" and "-inf".
 Json valueJson(const Value& value);
+
+// The value's bytes in the form of its type, as they are stored and sent.
+std::vector<std::uint8_t> valueBytes(const Value& value);
 
 // Reads a value in the form of its type, as a parameter read does. False leaves the number in the node
 // (GetRetCode) and the value undefined.
