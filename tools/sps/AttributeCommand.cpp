@@ -2,11 +2,10 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
-#include "platform/registry/RegistryView.h"
-#include "platform/registry/registry.h"
 #include "tools/sps/Attributes.h"
 #include "tools/sps/Commands.h"
 #include "tools/sps/Failure.h"
+#include "tools/sps/Remote.h"
 #include "tools/sps/Text.h"
 
 namespace tool {
@@ -21,36 +20,27 @@ struct AttributeArguments {
   bool clear = false;
 };
 
-// An attribute as read: nothing where it is not set.
-struct Reading {
-  const Attribute* attribute = nullptr;
-  bool present = false;
-  char16_t letter = 0;
-  std::u16string text;
-};
-
 bool isLetterKind(const Attribute& attribute) {
   return attribute.kind == AttributeKind::Type || attribute.kind == AttributeKind::Override;
 }
 
-Reading readAttribute(RgNode& node, const Attribute& attribute) {
-  Reading reading{&attribute, false, 0, {}};
-  node.GetValue(attribute.stored, reading.present);
-  if (!reading.present) return reading;
-  if (isLetterKind(attribute)) readLetter(node, attribute.stored, reading.letter);
-  UnicodeString text;
-  if (attribute.kind == AttributeKind::Text && node.GetValue(attribute.stored, text))
-    reading.text = text.View();
-  return reading;
+AttributeState readAttribute(const std::vector<StoredValue>& values, const Attribute& attribute) {
+  AttributeState state{&attribute, false, 0, {}};
+  const StoredValue* stored = findStored(values, attribute.stored);
+  state.present = stored != nullptr;
+  if (stored == nullptr) return state;
+  if (isLetterKind(attribute)) state.letter = storedLetter(*stored);
+  if (attribute.kind == AttributeKind::Text) state.text = storedText(*stored);
+  return state;
 }
 
-std::string readingText(const Reading& reading) {
+std::string readingText(const AttributeState& reading) {
   if (reading.attribute->kind == AttributeKind::Flag) return reading.present ? "on" : "off";
   if (!reading.present) return "none";
   return isLetterKind(*reading.attribute) ? letterText(reading.letter) : inQuotes(reading.text);
 }
 
-Json readingJson(const Reading& reading) {
+Json readingJson(const AttributeState& reading) {
   if (reading.attribute->kind == AttributeKind::Flag) return reading.present;
   if (!reading.present) return nullptr;
   return isLetterKind(*reading.attribute) ? Json(letterText(reading.letter)) : Json(toUtf8(reading.text));
@@ -64,19 +54,12 @@ const Attribute& chosenAttribute(const std::string& name) {
   throw WrongUsage(inQuotes(toUtf16(name, "attribute")) + " is no attribute: expected one of " + known);
 }
 
-void openParameter(Context& context, RgNode& node, const std::string& verb, const ParameterName& name) {
-  std::uint32_t err = 0;
-  if (!context.Parameters().Open(node, name.topic, name.par, err)) context.RefuseParameter(verb, name, err);
-}
-
 void listAttributes(Context& context, const ParameterName& name) {
-  const RegistryView view;
-  RgNode node;
-  openParameter(context, node, "read", name);
+  const std::vector<StoredValue> values = parameterValues(context, "read", name);
   std::vector<Row> rows;
   Json answer = parameterJson(context, name);
   for (const Attribute& attribute : attributes()) {
-    const Reading reading = readAttribute(node, attribute);
+    const AttributeState reading = readAttribute(values, attribute);
     rows.push_back({attribute.name, readingText(reading)});
     answer["attributes"][attribute.name] = readingJson(reading);
   }
@@ -84,15 +67,13 @@ void listAttributes(Context& context, const ParameterName& name) {
 }
 
 // Texts come bare: one attribute is asked for by scripts.
-std::string bareText(const Reading& reading) {
+std::string bareText(const AttributeState& reading) {
   const bool isText = reading.attribute->kind == AttributeKind::Text && reading.present;
   return (isText ? toUtf8(reading.text) : readingText(reading)) + '\n';
 }
 
 void showAttribute(Context& context, const ParameterName& name, const Attribute& attribute) {
-  RgNode node;
-  openParameter(context, node, "read", name);
-  const Reading reading = readAttribute(node, attribute);
+  const AttributeState reading = readAttribute(parameterValues(context, "read", name), attribute);
   context.Answer([&] { return bareText(reading); },
                  [&] {
                    Json answer = parameterJson(context, name);
@@ -106,54 +87,57 @@ bool parseFlag(const Attribute& attribute, const std::string& text) {
   throw WrongUsage(std::string("the attribute ") + attribute.name + " takes on or off");
 }
 
-// The stored values have the form of the type they were written under: another one would make them
-// unreadable.
-void guardType(Context& context, const ParameterName& name, RgNode& node) {
-  bool present = false;
-  node.GetValue(Spc::m_pTYPE, present);
-  if (!present) return;
+// The state that the command line asks for. WrongUsage where it is none of the attribute's.
+AttributeState wantedState(const AttributeArguments& arguments, const Attribute& attribute) {
+  AttributeState wanted{&attribute, !arguments.clear, 0, {}};
+  if (arguments.clear) return wanted;
+  switch (attribute.kind) {
+    case AttributeKind::Type:
+      wanted.letter = typeLetter(arguments.value);
+      break;
+    case AttributeKind::Override:
+      wanted.letter = overrideLetter(arguments.value);
+      break;
+    case AttributeKind::Flag:
+      wanted.present = parseFlag(attribute, arguments.value);
+      break;
+    case AttributeKind::Text:
+      wanted.text = toUtf16(arguments.value, attribute.name);
+      break;
+  }
+  return wanted;
+}
+
+[[noreturn]] void refuseTypeChange(Context& context, const ParameterName& name) {
   throw Refused{"change the type of parameter " + name.Label() + ' ' + context.InSpace(),
                 "the values it holds are stored in the form of the type it has", 0,
                 context.Next({"rm", toUtf8(name.topic), toUtf8(name.par)})};
 }
 
-bool writeFlag(Client& client, RgNode& node, const ParameterName& name, const Attribute& attribute, bool flag,
-               std::uint32_t& err) {
-  const std::u16string_view stored = attribute.stored;
+bool writeState(Client& client, RgNode& node, const ParameterName& name, const AttributeState& wanted,
+                std::uint32_t& err) {
+  const std::u16string_view stored = wanted.attribute->stored;
   if (stored == Spc::m_pDECRYPT) {
-    return client.SetParAttrDecrypt(name.topic.c_str(), name.par.c_str(), flag, &err);
+    return client.SetParAttrDecrypt(name.topic.c_str(), name.par.c_str(), wanted.present, &err);
   }
   if (stored == Spc::m_pENCRYPT) {
-    return client.SetParAttrEncrypt(name.topic.c_str(), name.par.c_str(), flag, &err);
+    return client.SetParAttrEncrypt(name.topic.c_str(), name.par.c_str(), wanted.present, &err);
   }
-  return node.SetValue(attribute.stored, flag);
+  if (!wanted.present) return node.SetValue(wanted.attribute->stored, false);
+  if (wanted.attribute->kind == AttributeKind::Flag) return node.SetValue(wanted.attribute->stored, true);
+  if (isLetterKind(*wanted.attribute)) return writeLetter(node, wanted.attribute->stored, wanted.letter);
+  return node.SetValue(wanted.attribute->stored, UnicodeString(wanted.text));
 }
 
-bool writeAttribute(Context& context, RgNode& node, const ParameterName& name, const Attribute& attribute,
-                    const std::string& value, std::uint32_t& err) {
-  switch (attribute.kind) {
-    case AttributeKind::Type: {
-      const char16_t letter = typeLetter(value);
-      guardType(context, name, node);
-      return writeLetter(node, attribute.stored, letter);
-    }
-    case AttributeKind::Override:
-      return writeLetter(node, attribute.stored, overrideLetter(value));
-    case AttributeKind::Flag:
-      return writeFlag(context.Parameters(), node, name, attribute, parseFlag(attribute, value), err);
-    case AttributeKind::Text:
-      break;
-  }
-  return node.SetValue(attribute.stored, UnicodeString(toUtf16(value, attribute.name)));
-}
-
-bool clearAttribute(Context& context, RgNode& node, const ParameterName& name, const Attribute& attribute,
-                    std::uint32_t& err) {
-  if (attribute.kind == AttributeKind::Type) guardType(context, name, node);
-  if (attribute.kind == AttributeKind::Flag) {
-    return writeFlag(context.Parameters(), node, name, attribute, false, err);
-  }
-  return node.SetValue(attribute.stored, false);
+void changeHere(Context& context, const std::string& verb, const ParameterName& name,
+                const AttributeState& wanted) {
+  Client& client = context.Parameters();
+  RgNode node;
+  std::uint32_t err = 0;
+  context.Log().Clear();
+  if (!client.Open(node, name.topic, name.par, err)) context.RefuseParameter(verb, name, err);
+  if (writeState(client, node, name, wanted, err)) return;
+  context.RefuseParameter(verb, name, err != 0 ? static_cast<std::int32_t>(err) : node.GetRetCode());
 }
 
 // What the change of "@decrypt" leaves to be done.
@@ -167,17 +151,17 @@ void remarkDecrypt(Context& context, const ParameterName& name, const Attribute&
 void changeAttribute(Context& context, const AttributeArguments& arguments, const ParameterName& name,
                      const Attribute& attribute) {
   const std::string verb = std::string("change the attribute ") + attribute.name + " of";
-  RgNode node;
-  openParameter(context, node, verb, name);
-  const bool before = readAttribute(node, attribute).present;
-  std::uint32_t err = 0;
-  context.Log().Clear();
-  const bool changed = arguments.clear ? clearAttribute(context, node, name, attribute, err)
-                                       : writeAttribute(context, node, name, attribute, arguments.value, err);
-  if (!changed) {
-    context.RefuseParameter(verb, name, err != 0 ? static_cast<std::int32_t>(err) : node.GetRetCode());
+  const AttributeState wanted = wantedState(arguments, attribute);
+  const AttributeState before = readAttribute(parameterValues(context, verb, name), attribute);
+  // The stored values have the form of the type they were written under: another one would make them
+  // unreadable.
+  if (attribute.kind == AttributeKind::Type && before.present) refuseTypeChange(context, name);
+  if (context.IsRemote()) {
+    remote::changeAttribute(context, verb, name, wanted);
+  } else {
+    changeHere(context, verb, name, wanted);
   }
-  remarkDecrypt(context, name, attribute, before, readAttribute(node, attribute).present);
+  remarkDecrypt(context, name, attribute, before.present, wanted.present);
   if (context.options.json) showAttribute(context, name, attribute);
 }
 

@@ -5,9 +5,18 @@
 #include <iterator>
 #include <nlohmann/json.hpp>
 
+#include "platform/registry/registry.h"
+#include "tools/sps/Failure.h"
+#include "tools/sps/Remote.h"
 #include "tools/sps/Text.h"
 
 namespace tool {
+
+namespace {
+
+constexpr std::int32_t invalidType = 16;
+
+}  // namespace
 
 void addParameterArguments(CLI::App& command, ParameterArguments& arguments) {
   command.add_option("TOPIC", arguments.topic, "Topic of the parameter")->required();
@@ -24,8 +33,16 @@ Json parameterJson(Context& context, const ParameterName& name) {
           {"parameter", toUtf8(name.par)}};
 }
 
+std::vector<StoredValue> parameterValues(Context& context, const std::string& verb,
+                                         const ParameterName& name) {
+  if (context.IsRemote()) return remote::parameterValues(context, verb, name);
+  RgNode node;
+  std::uint32_t err = 0;
+  if (!context.Parameters().Open(node, name.topic, name.par, err)) context.RefuseParameter(verb, name, err);
+  return storedValues(node);
+}
+
 Value declaredValue(Context& context, const std::string& verb, const ParameterName& name) {
-  constexpr std::int32_t invalidType = 16;
   Client& client = context.Parameters();
   context.Log().Clear();
   char16_t letter = 0;
@@ -36,6 +53,31 @@ Value declaredValue(Context& context, const std::string& verb, const ParameterNa
     context.RefuseParameter(verb, name, invalidType);
   }
   return emptyValue(letter);
+}
+
+Value declaredValue(Context& context, const std::string& verb, const ParameterName& name,
+                    const ParameterKey& key) {
+  if (isTypeLetter(key.letter)) return emptyValue(key.letter);
+  const std::int32_t code = key.hasType ? invalidType : ERROR_FILE_NOT_FOUND;
+  context.RefuseParameter(verb, name, code);
+}
+
+Written parsedValue(const Value& declared, const SetArguments& arguments) {
+  const std::string text = arguments.fromStdin ? standardInputValue() : arguments.value;
+  Written written;
+  written.value = parseValue(letterOf(declared), text);
+  return written;
+}
+
+bool mustScramble(char16_t letter, bool encrypt, bool isScrambled) {
+  if (letter == u'S') return encrypt || isScrambled;
+  if (encrypt) throw WrongUsage("--encrypt is for text, the parameter is of type " + letterText(letter));
+  return false;
+}
+
+void refuseExisting(Context& context, const ParameterName& name) {
+  throw Refused{"create parameter " + name.Label() + ' ' + context.InSpace(), "it exists already", 0,
+                context.Next({"show", toUtf8(name.topic), toUtf8(name.par)})};
 }
 
 std::string standardInputValue() {

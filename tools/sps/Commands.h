@@ -3,6 +3,7 @@
 
 #include <string>
 
+#include "tools/sps/Answers.h"
 #include "tools/sps/Context.h"
 
 namespace CLI {
@@ -22,6 +23,7 @@ void addDirectoryCommand(CLI::App& app, Context& context);  // dirs
 void addLogModeCommand(CLI::App& app, Context& context);    // logmode
 void addTransferCommands(CLI::App& app, Context& context);  // import, export
 void addStoreCommands(CLI::App& app, Context& context);     // store
+void addMasterCommand(CLI::App& app, Context& context);     // master
 void addVersionCommand(CLI::App& app, Context& context);    // version
 
 // Headings of the help.
@@ -41,9 +43,26 @@ ParameterName parameterName(const ParameterArguments& arguments);
 // Space, topic and parameter: what every answer about one parameter begins with.
 Json parameterJson(Context& context, const ParameterName& name);
 
+// The values of a parameter's key, here or at the master. Refused, "cannot VERB parameter ...", where there
+// is no parameter.
+std::vector<StoredValue> parameterValues(Context& context, const std::string& verb,
+                                         const ParameterName& name);
+
 // An empty value of the parameter's declared type. Refused, "cannot VERB parameter ...", where there is no
 // parameter, no type or an unknown one.
 Value declaredValue(Context& context, const std::string& verb, const ParameterName& name);
+// The same of a key that was read already.
+Value declaredValue(Context& context, const std::string& verb, const ParameterName& name,
+                    const ParameterKey& key);
+
+// The value to be set, of the declared value's type, from the command line or standard input.
+Written parsedValue(const Value& declared, const SetArguments& arguments);
+// Whether a text has to be scrambled: a plain one under "@decrypt" could never be read again. WrongUsage
+// where --encrypt is for no text.
+bool mustScramble(char16_t letter, bool encrypt, bool isScrambled);
+
+// Ends create for a parameter that is there.
+[[noreturn]] void refuseExisting(Context& context, const ParameterName& name);
 
 // Standard input to its end as a value; one line end at the end is left out.
 std::string standardInputValue();

@@ -14,15 +14,55 @@ std::string ParameterName::Label() const {
 }
 
 void Context::Begin() {
+  if (IsRemote() && !options.store.empty()) throw WrongUsage("--server and --store exclude each other");
   if (options.trace) m_log.Show();
   if (!options.store.empty()) registry::useStore(options.store);
+}
+
+void Context::NeedsStore(const std::string& command, const std::string& subject) const {
+  if (!IsRemote()) return;
+  throw WrongUsage(command + " is about " + subject + " and cannot go to a master: leave --server out");
+}
+
+Master& Context::AtMaster() {
+  if (!m_master) {
+    m_master.emplace(*options.server, m_log);
+    m_log.Clear();
+  }
+  return *m_master;
+}
+
+const std::u16string& Context::MasterSpace() {
+  if (m_masterSpace) return *m_masterSpace;
+  std::u16string space;
+  const Master::Code code = AtMaster().Space(space);
+  m_log.Clear();
+  if (code != 0) Refuse("ask the master for its process space", code, {});
+  return m_masterSpace.emplace(std::move(space));
+}
+
+bool Context::IsMasterSpace() {
+  return sameName(SpaceName(), MasterSpace());
+}
+
+// Empty for that of the environment.
+std::u16string Context::SpaceName() {
+  if (!options.space.empty()) return keyName(options.space, "space");
+  return IsRemote() ? MasterSpace() : std::u16string();
+}
+
+void Context::ConfirmMaster() {
+  if (!m_master || !m_master->NeedsConfirming()) return;
+  const Master::Code code = m_master->Confirm();
+  m_log.Clear();
+  if (code != 0) Refuse("read the master's answer to its end", code, {});
 }
 
 Client& Context::Parameters() {
   if (!m_client) {
     const Identity identity{toUtf16(options.workstation, "workstation"), toUtf16(options.user, "user"),
                             toUtf16(options.instance, "instance")};
-    m_client.emplace(identity, options.space.empty() ? u"" : keyName(options.space, "space"));
+    m_client.emplace(identity, SpaceName());
     m_log.Clear();
   }
   return *m_client;
@@ -42,17 +82,24 @@ void Context::Remark(const std::string& text) {
 }
 
 void Context::Refuse(const std::string& asked, std::int64_t code, const std::string& next) {
-  std::string reason = m_log.Reason();
+  std::string reason = IsRemote() ? masterText(code) : std::string();
+  if (reason.empty()) reason = m_log.Reason();
   if (reason.empty()) reason = registryText(code);
-  throw Refused{asked, reason, code, next};
+  const std::string advice = IsRemote() ? masterAdvice(code) : std::string();
+  throw Refused{asked, reason, code, advice.empty() ? next : advice};
 }
 
 void Context::RefuseParameter(const std::string& verb, const ParameterName& name, std::int64_t code) {
+  if (IsRemote() && masterText(code).empty()) {
+    m_log.Clear();
+    Parameters().Report(static_cast<std::int32_t>(code), Parameters().ParPath(name.topic, name.par));
+  }
   Refuse(verb + " parameter " + name.Label() + ' ' + InSpace(), code, NextForParameter(name, code));
 }
 
 std::string Context::Next(const std::vector<std::string>& words) const {
   std::string command = "sps";
+  if (IsRemote()) command += " --server " + shellWord(*options.server);
   if (!options.store.empty()) command += " --store " + shellWord(options.store);
   if (!options.space.empty()) command += " --space " + shellWord(options.space);
   for (const std::string& word : words) command += ' ' + shellWord(word);
@@ -72,23 +119,29 @@ std::string Context::NextForParameter(const ParameterName& name, std::int64_t co
     case 11:
       return NextForMissing(name);
     case 12:
-      return Next({"explain", topic, par});
+      return Next({IsRemote() ? "show" : "explain", topic, par});
     case 15:
       return Next({"attr", topic, par, "readonly", "off"});
     case 16:
     case 234:
       return Next({"show", topic, par});
     default:
-      return code >= ERROR_REGISTRY_CORRUPT ? Next({"store", "check"}) : std::string();
+      return code >= ERROR_REGISTRY_CORRUPT && !IsRemote() ? Next({"store", "check"}) : std::string();
   }
+}
+
+bool Context::KeyExists(const std::u16string& path) {
+  std::vector<StoredValue> values;
+  if (IsRemote()) return AtMaster().Values(path, values) == 0;
+  RgNode node;
+  return node.Init(path.c_str(), false, false);
 }
 
 // The deepest level that exists, listed.
 std::string Context::NextForMissing(const ParameterName& name) {
-  RgNode node;
   Client& client = Parameters();
-  if (node.Init(client.TopicPath(name.topic).c_str(), false, false)) return Next({"ls", toUtf8(name.topic)});
-  if (node.Init(client.SpacePath().c_str(), false, false)) return Next({"ls"});
+  if (KeyExists(client.TopicPath(name.topic))) return Next({"ls", toUtf8(name.topic)});
+  if (KeyExists(client.SpacePath())) return Next({"ls"});
   return Next({"ls", "--spaces"});
 }
 

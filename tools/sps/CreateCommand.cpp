@@ -6,6 +6,7 @@
 #include "tools/sps/Attributes.h"
 #include "tools/sps/Commands.h"
 #include "tools/sps/Failure.h"
+#include "tools/sps/Remote.h"
 #include "tools/sps/Text.h"
 
 namespace tool {
@@ -27,16 +28,6 @@ struct CreateArguments {
   bool encrypt = false;
   const CLI::Option* valueGiven = nullptr;
   const CLI::Option* superGiven = nullptr;
-};
-
-// All that the key is to hold, checked and in its stored form.
-struct NewParameter {
-  char16_t letter = 0;
-  std::optional<Value> value;
-  std::optional<Value> super;
-  char16_t override = 0;
-  std::vector<const char16_t*> flags;
-  std::vector<std::pair<const char16_t*, std::u16string>> texts;
 };
 
 std::optional<Value> givenValue(Context& context, char16_t letter, bool given, const std::string& text,
@@ -95,10 +86,7 @@ void createParameter(Context& context, const ParameterName& name, const NewParam
   RegistryTransaction transaction;
   RgNode node;
   if (!node.Init(path.c_str(), true, false)) context.RefuseParameter("create", name, node.GetRetCode());
-  if (!node.IsNodeCreated()) {
-    throw Refused{"create parameter " + name.Label() + ' ' + context.InSpace(), "it exists already", 0,
-                  context.Next({"show", toUtf8(name.topic), toUtf8(name.par)})};
-  }
+  if (!node.IsNodeCreated()) refuseExisting(context, name);
   if (!writeParameter(node, parameter)) context.RefuseParameter("create", name, node.GetRetCode());
   if (const LSTATUS status = transaction.Commit(); status != 0) {
     context.RefuseParameter("create", name, status);
@@ -108,7 +96,11 @@ void createParameter(Context& context, const ParameterName& name, const NewParam
 void runCreate(Context& context, const CreateArguments& arguments) {
   const ParameterName name = parameterName(arguments.name);
   const NewParameter parameter = checkedParameter(context, arguments);
-  createParameter(context, name, parameter);
+  if (context.IsRemote()) {
+    remote::createParameter(context, name, parameter);
+  } else {
+    createParameter(context, name, parameter);
+  }
   if (!context.options.json) return;
   Json answer = parameterJson(context, name);
   answer["type"] = letterText(parameter.letter);

@@ -72,6 +72,7 @@ void addDirectoryCommand(CLI::App& app, Context& context) {
   command->group(installationGroup);
   command->add_option("NAME", *name, "One directory: root, bin, config, help, install, log, syslog or tmp");
   command->callback([&context, name] {
+    context.NeedsStore("dirs", "the directories of this machine");
     if (name->empty()) return listDirectories(context);
     showDirectory(context, chosenDirectory(*name));
   });

@@ -115,7 +115,10 @@ void addExplainCommand(CLI::App& app, Context& context) {
   command->add_option("--as", arguments->type, "The type that the reading program asks for")
       ->type_name("S|I|D|T|B");
   command->add_flag("--reveal", arguments->reveal, "Show a scrambled value in plain text");
-  command->callback([&context, arguments] { runExplain(context, *arguments); });
+  command->callback([&context, arguments] {
+    context.NeedsStore("explain", "the reads in the store of this machine");
+    runExplain(context, *arguments);
+  });
 }
 
 }  // namespace tool

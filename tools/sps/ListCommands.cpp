@@ -5,6 +5,7 @@
 #include "tools/sps/Attributes.h"
 #include "tools/sps/Commands.h"
 #include "tools/sps/Failure.h"
+#include "tools/sps/Remote.h"
 #include "tools/sps/Text.h"
 
 namespace tool {
@@ -16,18 +17,6 @@ struct ListArguments {
   bool hasTopic = false;
   bool spaces = false;
   bool reveal = false;
-};
-
-struct ListedParameter {
-  std::u16string name;
-  char16_t letter = 0;
-  std::optional<Value> value;  // what a read gives
-  bool masked = false;
-};
-
-struct ListedTopic {
-  std::u16string name;
-  std::vector<ListedParameter> parameters;
 };
 
 void openKey(Context& context, RgNode& node, const std::u16string& path, const std::string& what,
@@ -63,7 +52,24 @@ ListedParameter listParameter(Client& client, const std::u16string& topic, const
   return listed;
 }
 
+std::vector<std::u16string> spaceNames(Context& context) {
+  if (context.IsRemote()) return remote::spaceNames(context);
+  RgNode node;
+  openKey(context, node, context.Parameters().RootPath(), "the process spaces",
+          context.Next({"import", "FILE"}));
+  return subKeyNames(node);
+}
+
+std::vector<std::u16string> topicNames(Context& context) {
+  if (context.IsRemote()) return remote::topicNames(context);
+  RgNode node;
+  openSpace(context, node);
+  return subKeyNames(node);
+}
+
 ListedTopic listTopic(Context& context, const std::u16string& topic, bool reveal) {
+  if (context.IsRemote()) return remote::listTopic(context, topic, reveal);
+  const RegistryView view;
   RgNode node;
   openTopic(context, node, topic);
   ListedTopic listed{topic, {}};
@@ -99,8 +105,7 @@ Json topicJson(const ListedTopic& topic) {
   return json;
 }
 
-void listNames(Context& context, RgNode& node, Json answer, const char* field) {
-  const std::vector<std::u16string> names = subKeyNames(node);
+void answerNames(Context& context, const std::vector<std::u16string>& names, Json answer, const char* field) {
   std::string text;
   answer[field] = Json::array();
   for (const std::u16string& name : names) {
@@ -116,17 +121,8 @@ Json spaceJson(Context& context) {
 
 void runList(Context& context, const ListArguments& arguments) {
   if (arguments.spaces && arguments.hasTopic) throw WrongUsage("a TOPIC and --spaces exclude each other");
-  const RegistryView view;
-  RgNode node;
-  if (arguments.spaces) {
-    openKey(context, node, context.Parameters().RootPath(), "the process spaces",
-            context.Next({"import", "FILE"}));
-    return listNames(context, node, Json::object(), "spaces");
-  }
-  if (!arguments.hasTopic) {
-    openSpace(context, node);
-    return listNames(context, node, spaceJson(context), "topics");
-  }
+  if (arguments.spaces) return answerNames(context, spaceNames(context), Json::object(), "spaces");
+  if (!arguments.hasTopic) return answerNames(context, topicNames(context), spaceJson(context), "topics");
   const ListedTopic topic = listTopic(context, keyName(arguments.topic, "topic"), arguments.reveal);
   std::vector<Row> rows;
   for (const ListedParameter& parameter : topic.parameters) rows.push_back(parameterRow(parameter));
@@ -170,19 +166,24 @@ Json treeJson(Context& context, const std::vector<ListedTopic>& topics) {
   return answer;
 }
 
-void runTree(Context& context, const ListArguments& arguments) {
-  const RegistryView view;
+std::vector<ListedTopic> listTopics(Context& context, const ListArguments& arguments) {
+  // A local tree is shown as of one moment; a master is asked key by key.
+  std::optional<RegistryView> view;
+  if (!context.IsRemote()) view.emplace();
   std::vector<std::u16string> names;
   if (arguments.hasTopic) {
     names.push_back(keyName(arguments.topic, "topic"));
   } else {
-    RgNode space;
-    openSpace(context, space);
-    names = subKeyNames(space);
+    names = topicNames(context);
   }
   std::vector<ListedTopic> topics;
   topics.reserve(names.size());
   for (const std::u16string& name : names) topics.push_back(listTopic(context, name, arguments.reveal));
+  return topics;
+}
+
+void runTree(Context& context, const ListArguments& arguments) {
+  const std::vector<ListedTopic> topics = listTopics(context, arguments);
   context.Answer([&] { return treeText(context, topics); }, [&] { return treeJson(context, topics); });
 }
 

@@ -166,7 +166,10 @@ void addLogModeCommand(CLI::App& app, Context& context) {
   command->add_option("SUBSYSTEM", *words, "dms, dlgmgr or mac N; then the new mode: 0, 1 or 2")
       ->expected(0, 3)
       ->type_name("[dms|dlgmgr|mac N [MODE]]");
-  command->callback([&context, words] { runLogMode(context, *words); });
+  command->callback([&context, words] {
+    context.NeedsStore("logmode", "the subsystems of this machine");
+    runLogMode(context, *words);
+  });
 }
 
 }  // namespace tool

@@ -4,6 +4,7 @@
 #include "platform/registry/RegistryTransaction.h"
 #include "tools/sps/Commands.h"
 #include "tools/sps/Failure.h"
+#include "tools/sps/Remote.h"
 #include "tools/sps/Terminal.h"
 #include "tools/sps/Text.h"
 
@@ -20,17 +21,9 @@ struct RemoveArguments {
   bool hasValue = false;
 };
 
-// A key to be removed, below its parent.
-struct Target {
-  std::u16string parent;
-  std::u16string name;
-  std::string label;   // parameter "Topic/Name" in space "Space"
-  std::string detail;  // what goes with it
-};
-
-Target topicTarget(Context& context, const RemoveArguments& arguments) {
+Target topicTarget(Context& context, const std::u16string& topic) {
+  if (context.IsRemote()) return remote::topicTarget(context, topic);
   Client& client = context.Parameters();
-  const std::u16string topic = keyName(arguments.topic, "topic");
   const std::string label = "topic " + inQuotes(topic) + ' ' + context.InSpace();
   RgNode node;
   if (!node.Init(client.TopicPath(topic).c_str(), false, false)) {
@@ -40,13 +33,10 @@ Target topicTarget(Context& context, const RemoveArguments& arguments) {
 }
 
 Target parameterTarget(Context& context, const ParameterName& name) {
-  Client& client = context.Parameters();
-  RgNode node;
-  std::uint32_t err = 0;
-  if (!client.Open(node, name.topic, name.par, err)) context.RefuseParameter("remove", name, err);
-  const bool readOnly = client.IsReadOnly(node);
-  return {client.TopicPath(name.topic), name.par, "parameter " + name.Label() + ' ' + context.InSpace(),
-          readOnly ? ", which is read-only" : ""};
+  const std::vector<StoredValue> values = parameterValues(context, "remove", name);
+  const bool readOnly = findStored(values, Spc::m_pREADONLY) != nullptr;
+  return {context.Parameters().TopicPath(name.topic), name.par,
+          "parameter " + name.Label() + ' ' + context.InSpace(), readOnly ? ", which is read-only" : ""};
 }
 
 // WrongUsage where nobody can be asked, Refused where the answer is no.
@@ -64,6 +54,7 @@ bool isGone(RgNode& parent, const Target& target) {
 }
 
 void removeKey(Context& context, const Target& target) {
+  if (context.IsRemote()) return remote::removeKey(context, target);
   context.Log().Clear();
   RegistryTransaction transaction;
   RgNode parent;
@@ -80,18 +71,22 @@ void removeKey(Context& context, const Target& target) {
 void removeValue(Context& context, const ParameterName& name, const RemoveArguments& arguments) {
   const std::u16string value = toUtf16(arguments.value, "value name");
   if (value.empty()) throw WrongUsage("the value name is empty");
-  Client& client = context.Parameters();
+  const std::vector<StoredValue> values = parameterValues(context, "remove a value of", name);
   const std::string what =
       "value " + inQuotes(value) + " of parameter " + name.Label() + ' ' + context.InSpace();
+  if (findStored(values, value) == nullptr) {
+    context.Log().Clear();
+    context.Refuse("remove " + what, ERROR_FILE_NOT_FOUND,
+                   context.Next({"show", arguments.topic, arguments.par}));
+  }
+  confirm(arguments, what);
+  if (context.IsRemote()) return remote::removeValue(context, name, value);
   RgNode node;
   std::uint32_t err = 0;
-  if (!client.Open(node, name.topic, name.par, err)) context.RefuseParameter("remove a value of", name, err);
-  bool present = false;
-  node.GetValue(value.c_str(), present);
-  const std::string next = context.Next({"show", arguments.topic, arguments.par});
-  if (!present) context.Refuse("remove " + what, ERROR_FILE_NOT_FOUND, next);
-  confirm(arguments, what);
-  if (!node.DelValue(value.c_str())) context.Refuse("remove " + what, node.GetRetCode(), next);
+  if (!context.Parameters().Open(node, name.topic, name.par, err)) {
+    context.RefuseParameter("remove a value of", name, err);
+  }
+  if (!node.DelValue(value.c_str())) context.Refuse("remove " + what, node.GetRetCode(), {});
 }
 
 void runRemove(Context& context, const RemoveArguments& arguments) {
@@ -101,7 +96,7 @@ void runRemove(Context& context, const RemoveArguments& arguments) {
   } else {
     const Target target = arguments.hasPar
                               ? parameterTarget(context, parameterName({arguments.topic, arguments.par}))
-                              : topicTarget(context, arguments);
+                              : topicTarget(context, keyName(arguments.topic, "topic"));
     confirm(arguments, target.label + target.detail);
     removeKey(context, target);
   }

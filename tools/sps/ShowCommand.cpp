@@ -91,14 +91,22 @@ Json showJson(Json answer, const ParameterKey& key, bool reveal) {
   return answer;
 }
 
-void runShow(Context& context, const ShowArguments& arguments) {
-  const ParameterName name = parameterName(arguments.name);
+ParameterKey shownKey(Context& context, const ParameterName& name) {
   Client& client = context.Parameters();
+  if (context.IsRemote()) {
+    return decodeParameterKey(client, client.ParPath(name.topic, name.par),
+                              parameterValues(context, "show", name));
+  }
   const RegistryView view;
   RgNode node;
   std::uint32_t err = 0;
   if (!client.Open(node, name.topic, name.par, err)) context.RefuseParameter("show", name, err);
-  const ParameterKey key = readParameterKey(client, node);
+  return readParameterKey(client, node);
+}
+
+void runShow(Context& context, const ShowArguments& arguments) {
+  const ParameterName name = parameterName(arguments.name);
+  const ParameterKey key = shownKey(context, name);
   context.Answer([&] { return showText(key, arguments.reveal); },
                  [&] { return showJson(parameterJson(context, name), key, arguments.reveal); });
 }

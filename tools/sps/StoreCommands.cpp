@@ -1,4 +1,5 @@
 #include <CLI/CLI.hpp>
+#include <functional>
 #include <nlohmann/json.hpp>
 
 #include "platform/registry/RegistryStore.h"
@@ -88,11 +89,18 @@ void runRestore(Context& context, const std::string& copy, bool yes) {
                  });
 }
 
+void runs(CLI::App& command, Context& context, std::function<void()> run) {
+  command.callback([&context, run = std::move(run)] {
+    context.NeedsStore("store", "the store of this machine");
+    run();
+  });
+}
+
 void addCopy(CLI::App& store, Context& context) {
   auto target = std::make_shared<std::string>();
   CLI::App* command = store.add_subcommand("copy", "Copy the store while it is in use");
   command->add_option("DIR", *target, "Directory for the copy, new or empty")->required();
-  command->callback([&context, target] { runCopy(context, *target); });
+  runs(*command, context, [&context, target] { runCopy(context, *target); });
 }
 
 void addRestore(CLI::App& store, Context& context) {
@@ -101,7 +109,7 @@ void addRestore(CLI::App& store, Context& context) {
   CLI::App* command = store.add_subcommand("restore", "Put a copy in the place of a store that nobody uses");
   command->add_option("COPY", *copy, "Directory of the copy")->required();
   command->add_flag("-y,--yes", *yes, "Do not ask");
-  command->callback([&context, copy, yes] { runRestore(context, *copy, *yes); });
+  runs(*command, context, [&context, copy, yes] { runRestore(context, *copy, *yes); });
 }
 
 }  // namespace
@@ -110,12 +118,10 @@ void addStoreCommands(CLI::App& app, Context& context) {
   CLI::App* store = app.add_subcommand("store", "Look after the store: info, check, copy, restore");
   store->group(registryGroup);
   store->require_subcommand(1);
-  store->add_subcommand("info", "Where the store lies and how large it is")->callback([&context] {
-    runInfo(context);
-  });
-  store->add_subcommand("check", "Read and check every record of the store")->callback([&context] {
-    runCheck(context);
-  });
+  runs(*store->add_subcommand("info", "Where the store lies and how large it is"), context,
+       [&context] { runInfo(context); });
+  runs(*store->add_subcommand("check", "Read and check every record of the store"), context,
+       [&context] { runCheck(context); });
   addCopy(*store, context);
   addRestore(*store, context);
 }

@@ -7,6 +7,7 @@
 #include "tools/sps/Commands.h"
 #include "tools/sps/Failure.h"
 #include "tools/sps/Files.h"
+#include "tools/sps/Remote.h"
 #include "tools/sps/Text.h"
 
 namespace tool {
@@ -30,81 +31,95 @@ std::string sourceName(const std::string& file) {
   return file == "-" ? "standard input" : shellWord(file);
 }
 
-[[noreturn]] void refuseImport(const ImportArguments& arguments, const std::string& reason,
-                               std::int64_t code) {
-  throw Refused{"import " + sourceName(arguments.file) + ", nothing was changed", reason, code, {}};
+std::string askedFor(const ImportArguments& arguments) {
+  return "import " + sourceName(arguments.file) + ", nothing was changed";
 }
 
-regtext::ImportResult importFile(Context& context, const ImportArguments& arguments) {
-  const regtext::Decoded decoded = regtext::decode(readFile(arguments.file));
-  if (decoded.fault) refuseImport(arguments, decoded.fault.Message(), 0);
+ImportCounts importHere(Context& context, const ImportArguments& arguments, const std::u16string& text) {
   const regtext::ImportOptions options{toUtf16(arguments.within, "key"), arguments.dryRun};
   Progress bar("importing");
   context.Log().Clear();
-  return regtext::importText(decoded.text, options, [&](std::uint64_t ready, std::uint64_t total) {
-    bar.Show(ready, total);
-    return true;
-  });
+  const regtext::ImportResult result =
+      regtext::importText(text, options, [&](std::uint64_t ready, std::uint64_t total) {
+        bar.Show(ready, total);
+        return true;
+      });
+  if (!result.Done()) throw Refused{askedFor(arguments), result.Message(), result.status, {}};
+  return {result.keys, result.values, result.newKeys, result.deletedKeys, result.deletedValues};
 }
 
-std::string importText(const regtext::ImportResult& result, bool dryRun) {
-  std::string text = std::string(dryRun ? "would import " : "imported ") + counted(result.keys, "key") +
-                     " (" + std::to_string(result.newKeys) + " new) and " + counted(result.values, "value");
-  if (result.deletedKeys != 0 || result.deletedValues != 0) {
+ImportCounts importFile(Context& context, const ImportArguments& arguments) {
+  if (arguments.dryRun && context.IsRemote()) {
+    throw WrongUsage("a master imports or it does not: --dry-run does not go with --server");
+  }
+  const regtext::Decoded decoded = regtext::decode(readFile(arguments.file));
+  if (decoded.fault) throw Refused{askedFor(arguments), decoded.fault.Message(), 0, {}};
+  if (!context.IsRemote()) return importHere(context, arguments, decoded.text);
+  return remote::importText(context, askedFor(arguments), decoded.text, toUtf16(arguments.within, "key"));
+}
+
+std::string countsText(const ImportCounts& counts, bool dryRun) {
+  std::string text = std::string(dryRun ? "would import " : "imported ") + counted(counts.keys, "key");
+  if (counts.newKeys) text += " (" + std::to_string(*counts.newKeys) + " new)";
+  text += " and " + counted(counts.values, "value");
+  const std::uint64_t keys = counts.deletedKeys.value_or(0);
+  const std::uint64_t values = counts.deletedValues.value_or(0);
+  if (keys != 0 || values != 0) {
     text += dryRun ? ", would delete " : ", deleted ";
-    text += counted(result.deletedKeys, "key") + " and " + counted(result.deletedValues, "value");
+    text += counted(keys, "key") + " and " + counted(values, "value");
   }
   return text + '\n';
 }
 
-Json importJson(const regtext::ImportResult& result, bool dryRun) {
+Json countsJson(const ImportCounts& counts, bool dryRun) {
+  const auto known = [](const std::optional<std::uint64_t>& count) {
+    return count ? Json(*count) : Json(nullptr);
+  };
   return {{"dryRun", dryRun},
-          {"keys", result.keys},
-          {"newKeys", result.newKeys},
-          {"values", result.values},
-          {"deletedKeys", result.deletedKeys},
-          {"deletedValues", result.deletedValues}};
+          {"keys", counts.keys},
+          {"newKeys", known(counts.newKeys)},
+          {"values", counts.values},
+          {"deletedKeys", known(counts.deletedKeys)},
+          {"deletedValues", known(counts.deletedValues)}};
 }
 
 void runImport(Context& context, const ImportArguments& arguments) {
-  const regtext::ImportResult result = importFile(context, arguments);
-  if (!result.Done()) refuseImport(arguments, result.Message(), result.status);
-  context.Answer([&] { return importText(result, arguments.dryRun); },
-                 [&] { return importJson(result, arguments.dryRun); });
+  const ImportCounts counts = importFile(context, arguments);
+  context.Answer([&] { return countsText(counts, arguments.dryRun); },
+                 [&] { return countsJson(counts, arguments.dryRun); });
 }
 
 // Without a key it is the space that was asked for, else the tree of all spaces.
 std::u16string exportRoot(Context& context, const ExportArguments& arguments) {
   if (arguments.all && !arguments.key.empty()) throw WrongUsage("a KEY and --all exclude each other");
-  if (arguments.all) return {};
+  if (arguments.all) {
+    context.NeedsStore("export --all", "the whole registry of this machine");
+    return {};
+  }
   if (!arguments.key.empty()) return toUtf16(arguments.key, "key");
   Client& client = context.Parameters();
   return context.options.space.empty() ? client.RootPath() : client.SpacePath();
 }
 
-struct ExportedText {
-  std::u16string text;
-  regtext::ExportResult result;
-};
-
-ExportedText exportText(Context& context, const ExportArguments& arguments) {
-  const std::u16string root = exportRoot(context, arguments);
+ExportedText exportHere(Context& context, const std::u16string& root, bool crLf) {
   ExportedText exported;
   Progress bar("exporting, characters:");
   context.Log().Clear();
   // Collected first: the walk keeps old pages of the store in use, and what reads our output may be slow.
-  exported.result = regtext::exportTree(
+  const regtext::ExportResult result = regtext::exportTree(
       root,
       [&](std::u16string_view piece) {
         exported.text += piece;
         bar.Show(exported.text.size(), 0);
         return true;
       },
-      arguments.utf16 ? regtext::LineEnd::CrLf : regtext::LineEnd::Lf);
-  if (!exported.result.Done()) {
-    throw Refused{"export " + (root.empty() ? std::string("the registry") : oneLine(root)),
-                  exported.result.text, exported.result.status, context.Next({"ls", "--spaces"})};
+      crLf ? regtext::LineEnd::CrLf : regtext::LineEnd::Lf);
+  if (!result.Done()) {
+    throw Refused{"export " + (root.empty() ? std::string("the registry") : oneLine(root)), result.text,
+                  result.status, context.Next({"ls", "--spaces"})};
   }
+  exported.keys = result.keys;
+  exported.values = result.values;
   return exported;
 }
 
@@ -116,17 +131,19 @@ std::string encoded(const std::u16string& text, bool utf16) {
 void runExport(Context& context, const ExportArguments& arguments) {
   const bool toFile = !arguments.output.empty() && arguments.output != "-";
   if (context.options.json && !toFile) throw WrongUsage("export --json needs --output FILE for the text");
-  const ExportedText exported = exportText(context, arguments);
+  const std::u16string root = exportRoot(context, arguments);
+  const ExportedText exported = context.IsRemote() ? remote::exportText(context, root, arguments.utf16)
+                                                   : exportHere(context, root, arguments.utf16);
   const std::string bytes = encoded(exported.text, arguments.utf16);
   if (!toFile) return context.Print(bytes);
   writeFile(arguments.output, bytes);
-  const regtext::ExportResult& result = exported.result;
   context.Answer(
       [&] {
-        return "exported " + counted(result.keys, "key") + " and " + counted(result.values, "value") + '\n';
+        return "exported " + counted(exported.keys, "key") + " and " + counted(exported.values, "value") +
+               '\n';
       },
       [&] {
-        return Json{{"file", arguments.output}, {"keys", result.keys}, {"values", result.values}};
+        return Json{{"file", arguments.output}, {"keys", exported.keys}, {"values", exported.values}};
       });
 }
 

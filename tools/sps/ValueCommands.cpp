@@ -4,6 +4,7 @@
 #include "platform/registry/RegistryView.h"
 #include "tools/sps/Commands.h"
 #include "tools/sps/Failure.h"
+#include "tools/sps/Remote.h"
 #include "tools/sps/Text.h"
 
 namespace tool {
@@ -12,21 +13,8 @@ namespace {
 
 constexpr std::int32_t readOnly = 15;
 
-struct SetArguments {
+struct SetCommand : SetArguments {
   ParameterArguments name;
-  std::string value;
-  bool hasValue = false;
-  bool fromStdin = false;
-  bool encrypt = false;
-  bool super = false;
-  bool force = false;
-};
-
-struct Written {
-  Value value;
-  std::u16string where;  // name of the stored value
-  bool scrambled = false;
-  std::vector<std::string> notices;
 };
 
 Value getValue(Context& context, const ParameterName& name) {
@@ -42,7 +30,7 @@ Value getValue(Context& context, const ParameterName& name) {
 
 void runGet(Context& context, const ParameterArguments& arguments) {
   const ParameterName name = parameterName(arguments);
-  const Value value = getValue(context, name);
+  const Value value = context.IsRemote() ? remote::getValue(context, name) : getValue(context, name);
   context.Answer([&] { return valueText(value) + '\n'; },
                  [&] {
                    Json answer = parameterJson(context, name);
@@ -52,8 +40,7 @@ void runGet(Context& context, const ParameterArguments& arguments) {
                  });
 }
 
-// What stands against the write, and whether the text has to be scrambled: a plain text under "@decrypt"
-// could never be read again.
+// What stands against the write, and whether the text has to be scrambled.
 bool prepareSet(Context& context, const ParameterName& name, const SetArguments& arguments, char16_t letter) {
   Client& client = context.Parameters();
   RgNode node;
@@ -63,12 +50,7 @@ bool prepareSet(Context& context, const ParameterName& name, const SetArguments&
     client.Report(readOnly, client.ParPath(name.topic, name.par));
     context.RefuseParameter("set", name, readOnly);
   }
-  if (letter != u'S') {
-    if (arguments.encrypt)
-      throw WrongUsage("--encrypt is for text, the parameter is of type " + letterText(letter));
-    return false;
-  }
-  return arguments.encrypt || client.IsScrambled(node);
+  return mustScramble(letter, arguments.encrypt, client.IsScrambled(node));
 }
 
 void writeSuperValue(Context& context, const ParameterName& name, Written& written) {
@@ -102,9 +84,7 @@ void writeValue(Context& context, const ParameterName& name, Written& written) {
 
 Written setValue(Context& context, const ParameterName& name, const SetArguments& arguments) {
   const Value declared = declaredValue(context, "set", name);
-  const std::string text = arguments.fromStdin ? standardInputValue() : arguments.value;
-  Written written;
-  written.value = parseValue(letterOf(declared), text);
+  Written written = parsedValue(declared, arguments);
   context.Log().Clear();
   written.scrambled = prepareSet(context, name, arguments, letterOf(declared));
   if (arguments.super) {
@@ -125,12 +105,13 @@ Json writtenJson(Context& context, const ParameterName& name, const Written& wri
   return answer;
 }
 
-void runSet(Context& context, const SetArguments& arguments) {
+void runSet(Context& context, const SetCommand& arguments) {
   if (arguments.hasValue == arguments.fromStdin) {
     throw WrongUsage("set takes the value either as an argument or, with --stdin, from standard input");
   }
   const ParameterName name = parameterName(arguments.name);
-  const Written written = setValue(context, name, arguments);
+  const Written written =
+      context.IsRemote() ? remote::setValue(context, name, arguments) : setValue(context, name, arguments);
   if (context.options.json) return context.PrintJson(writtenJson(context, name, written));
   for (const std::string& notice : written.notices) context.Remark(notice);
 }
@@ -144,7 +125,7 @@ void addGet(CLI::App& app, Context& context) {
 }
 
 void addSet(CLI::App& app, Context& context) {
-  auto arguments = std::make_shared<SetArguments>();
+  auto arguments = std::make_shared<SetCommand>();
   CLI::App* command = app.add_subcommand("set", "Write a parameter's value, or its override value");
   command->group(parameterGroup);
   addParameterArguments(*command, arguments->name);

@@ -13,10 +13,25 @@ std::string versionText() {
          std::to_string(version & 0xFFFF);
 }
 
+namespace {
+
+void answerMasterVersion(Context& context) {
+  std::string version;
+  const Master::Code code = context.AtMaster().Version(version);
+  if (code != 0) context.Refuse("ask the master for its version", code, {});
+  context.Answer([&] { return "master " + version + '\n'; },
+                 [&] {
+                   return Json{{"server", *context.options.server}, {"version", version}};
+                 });
+}
+
+}  // namespace
+
 void addVersionCommand(CLI::App& app, Context& context) {
-  CLI::App* command = app.add_subcommand("version", "Print the version of the library");
+  CLI::App* command = app.add_subcommand("version", "Print the version of the library, or of a master");
   command->group(installationGroup);
   command->callback([&context] {
+    if (context.IsRemote()) return answerMasterVersion(context);
     context.Answer([] { return "sps " + versionText() + '\n'; },
                    [] {
                      return Json{{"version", versionText()}, {"number", SpcGetVersion()}};

@@ -1,6 +1,7 @@
 // sps: the command line of the system parameters.
 
 #include <CLI/CLI.hpp>
+#include <array>
 #include <cstdio>
 #include <iostream>
 #include <nlohmann/json.hpp>
@@ -22,6 +23,7 @@ constexpr const char* footer =
     "Environment:\n"
     "  PROCESS_SPACE  process space where --space is not given (else \"Default\")\n"
     "  SPS_REGISTRY   directory of the store where --store is not given\n"
+    "  SYSPARSERVICE  where the master of that name is reached; see also SPS_TLS_CERT, _KEY and _CA\n"
     "  NO_COLOR       no colours, on a terminal either\n"
     "\n"
     "A value that begins with a minus sign and is no number goes after \"--\":\n"
@@ -33,6 +35,9 @@ void addGlobalOptions(CLI::App& app, GlobalOptions& options) {
       ->type_name("NAME");
   app.add_option("--user", options.user, "User whose override values apply")->type_name("NAME");
   app.add_option("--instance", options.instance, "Process instance whose override values apply")
+      ->type_name("NAME");
+  app.add_option("--server", options.server,
+                 "Go to the master there: a host, an endpoint or SYSPARSERVICE, instead of a store")
       ->type_name("NAME");
   app.add_option("--store", options.store, "Directory of the store")->type_name("DIR");
   app.add_flag("--json", options.json, "Answer in JSON");
@@ -52,6 +57,7 @@ void addCommands(CLI::App& app, Context& context) {
   addLogModeCommand(app, context);
   addTransferCommands(app, context);
   addStoreCommands(app, context);
+  addMasterCommand(app, context);
   addVersionCommand(app, context);
 }
 
@@ -78,11 +84,20 @@ Json errorJson(const Refused& refusal) {
   return Json{{"error", std::move(error)}};
 }
 
+// Codes of a connection are known by their hexadecimal form.
+std::string codeNumber(std::int64_t code) {
+  constexpr std::int64_t connectionCodes = 0x20000000;
+  if (code < connectionCodes) return std::to_string(code);
+  std::array<char, 20> text{};
+  const int length = std::snprintf(text.data(), text.size(), "0x%llx", static_cast<unsigned long long>(code));
+  return {text.data(), static_cast<std::size_t>(length)};
+}
+
 std::string codeText(const Refused& refusal) {
   if (refusal.code == 0) return {};
   const std::string text = registryText(refusal.code);
   const bool said = text.empty() || text == refusal.reason;
-  return " (code " + std::to_string(refusal.code) + (said ? "" : ", " + text) + ')';
+  return " (code " + codeNumber(refusal.code) + (said ? "" : ", " + text) + ')';
 }
 
 int report(const Refused& refusal, const Context& context) {
