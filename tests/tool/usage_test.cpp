@@ -28,14 +28,14 @@ INSTANTIATE_TEST_SUITE_P(
                     Arguments{"rm", "T", "--value", "V", "--yes"}, Arguments{"ls", "T", "--spaces"},
                     Arguments{"import"}, Arguments{"export", "HKLM", "--all"}, Arguments{"store"},
                     Arguments{"store", "copy"}, Arguments{"explain", "T", "P", "--as", "Q"},
-                    Arguments{"--space", "a\\b", "ls"}, Arguments{"--server", "x", "ls"}));
+                    Arguments{"--space", "a\\b", "ls"}, Arguments{"--master", "x", "ls"}));
 
 class Streams : public ToolTest {};
 
 TEST_F(Streams, HelpIsAnAnswer) {
   const std::string help = Out({"--help"});
   for (const char* command : {"get", "set", "create", "attr", "rm", "ls", "tree", "show", "explain", "dirs",
-                              "logmode", "import", "export", "store", "version"}) {
+                              "logmode", "import", "export", "store", "master", "version"}) {
     EXPECT_THAT(help, HasSubstr("\n  " + std::string(command) + ' '));
     EXPECT_THAT(Out({command, "--help"}), HasSubstr("Usage: sps " + std::string(command)));
   }

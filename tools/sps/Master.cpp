@@ -117,10 +117,10 @@ Master::Master(const std::string& server, TraceLog& log) : m_server(server) {
   if (!m_client.Init(name.c_str())) refuseConnection(server, log);
 }
 
-Master::Code Master::Version(std::string& version) {
+Master::Code Master::Version(std::u16string& version) {
   UnicodeString text;
   const bool done = m_client.GetMasterVersion(text);
-  version = toUtf8(text.View());
+  version = text.View();
   return codeOf(done, 0);
 }
 

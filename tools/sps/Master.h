@@ -28,7 +28,7 @@ public:
   // Whether it is this machine, as far as its name tells.
   bool IsLocal() const { return m_client.IsSrvLocal(); }
 
-  Code Version(std::string& version);
+  Code Version(std::u16string& version);
   // The process space that the service reads parameters from when they are named by topic and name.
   Code Space(std::u16string& space);
 

@@ -21,7 +21,7 @@ constexpr std::uint32_t mostRequests = 100'000;
 
 struct MasterState {
   bool isLocal = false;
-  std::string version;
+  std::u16string version;
   std::u16string space;
   std::size_t keys = 0;
   std::size_t values = 0;
@@ -78,7 +78,7 @@ std::string masterText(Context& context, const MasterState& state) {
   const std::string server = oneLine(toUtf16(*context.options.server, "server"));
   return columns(
       {{"server", server + (state.isLocal ? " (this machine)" : "")},
-       {"version", oneLine(toUtf16(state.version, "version"))},
+       {"version", oneLine(state.version)},
        {"space", oneLine(state.space)},
        {"root", counted(state.keys, "key") + ", " + counted(state.values, "value")},
        {"round trip", milliseconds(middle(state.times)) + " (" + milliseconds(state.times.front()) + " to " +
@@ -89,7 +89,7 @@ std::string masterText(Context& context, const MasterState& state) {
 Json masterJson(Context& context, const MasterState& state) {
   return {{"server", *context.options.server},
           {"local", state.isLocal},
-          {"version", state.version},
+          {"version", toUtf8(state.version)},
           {"space", toUtf8(state.space)},
           {"root", {{"keys", state.keys}, {"values", state.values}}},
           {"roundTrip",

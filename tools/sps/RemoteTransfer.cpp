@@ -20,7 +20,7 @@ std::u16string normalized(const std::u16string& path) {
 // The key as it stands in registry texts, which must lie in the master's tree of parameters.
 std::u16string keyInTree(Context& context, const std::u16string& path) {
   const std::u16string tree = normalized(context.Parameters().RootPath());
-  const std::u16string key = normalized(path);
+  std::u16string key = normalized(path);
   if (regtext::isWithin(key, tree)) return key;
   throw WrongUsage("the key " + inQuotes(key) + " lies outside of " + oneLine(tree) +
                    ", and a master has no other tree to give");

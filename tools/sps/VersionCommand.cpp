@@ -3,6 +3,7 @@
 
 #include "src/spc.h"
 #include "tools/sps/Commands.h"
+#include "tools/sps/Text.h"
 #include "tools/sps/VersionText.h"
 
 namespace tool {
@@ -16,12 +17,12 @@ std::string versionText() {
 namespace {
 
 void answerMasterVersion(Context& context) {
-  std::string version;
+  std::u16string version;
   const Master::Code code = context.AtMaster().Version(version);
   if (code != 0) context.Refuse("ask the master for its version", code, {});
-  context.Answer([&] { return "master " + version + '\n'; },
+  context.Answer([&] { return "master " + oneLine(version) + '\n'; },
                  [&] {
-                   return Json{{"server", *context.options.server}, {"version", version}};
+                   return Json{{"server", *context.options.server}, {"version", toUtf8(version)}};
                  });
 }
 
