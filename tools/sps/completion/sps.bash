@@ -1,7 +1,8 @@
-# Completion of sps for bash: commands, options, topics and parameters of the store that the line names.
+# Completion of sps for bash: commands, options, topics and parameters of the store or the master that the line
+# names.
 
-_sps_commands="get set create attr rm ls tree show explain dirs logmode import export store version"
-_sps_global="--space --workstation --user --instance --store --json --trace --help"
+_sps_commands="get set create attr rm ls tree show explain dirs logmode import export store master version"
+_sps_global="--server --space --workstation --user --instance --store --json --trace --help"
 
 _sps_options() {
   case $1 in
@@ -15,6 +16,7 @@ _sps_options() {
     explain) echo "--as --reveal" ;;
     import) echo "--within --dry-run" ;;
     export) echo "--all --output --utf16" ;;
+    master) echo "--requests" ;;
   esac
 }
 
@@ -44,18 +46,32 @@ _sps_names() {
   esac
 }
 
+# The words of the line to line, with those joined again that bash took apart at a colon, as in unix:/path.
+_sps_join() {
+  local i
+  line=()
+  for ((i = 0; i < COMP_CWORD; i++)); do
+    if [[ $i -gt 0 && (${COMP_WORDS[i]} == :* || ${COMP_WORDS[i - 1]} == *:) ]]; then
+      line[-1]+=${COMP_WORDS[i]}
+    else
+      line+=("${COMP_WORDS[i]}")
+    fi
+  done
+}
+
 _sps() {
   local cur=${COMP_WORDS[COMP_CWORD]} command="" topic="" place=0 i word
-  local scope=()
+  local scope=() line
   COMPREPLY=()
-  for ((i = 1; i < COMP_CWORD; i++)); do
-    word=${COMP_WORDS[i]}
+  _sps_join
+  for ((i = 1; i < ${#line[@]}; i++)); do
+    word=${line[i]}
     case $word in
-      --space | --store)
-        scope+=("$word" "${COMP_WORDS[i + 1]}")
+      --server | --space | --store)
+        scope+=("$word" "${line[i + 1]}")
         ((i++)) ;;
       --workstation | --user | --instance | --type | --value | --super | --override | --unit | --description | \
-        --as | --within | --output | -o)
+        --as | --within | --output | -o | --requests)
         ((i++)) ;;
       -*) ;;
       *)
