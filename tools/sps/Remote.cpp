@@ -154,7 +154,9 @@ Master::Code fillParameter(Master& master, const std::u16string& path, const New
   for (const char16_t* flag : parameter.flags) {
     if (!isReadOnly(flag)) put([&] { return master.PutFlag(path, flag); });
   }
-  for (const auto& [name, text] : parameter.texts) put([&] { return master.PutValue(path, name, text); });
+  for (const auto& text : parameter.texts) {
+    put([&] { return master.PutValue(path, text.first, text.second); });
+  }
   if (parameter.override != 0) {
     put([&] { return master.PutLetter(path, Spc::m_pOVERRIDE, parameter.override); });
   }
