@@ -40,7 +40,9 @@ void addSink(const std::string& name) {
   } else {
     throw StartError("--log " + name + ": expected stderr, syslog or file:PATH");
   }
-  trace::addSink(std::move(sink));
+  // A daemon says when it begins and ends.
+  constexpr trace::Levels levels{.plain = u'I', .backTrace = 0};
+  trace::addSink(std::move(sink), levels);
 }
 
 void openLog(const Options& options) {

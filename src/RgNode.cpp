@@ -4,8 +4,8 @@
 #include <array>
 #include <utility>
 
-#include "platform/support/SecurityAttributes.h"
 #include "platform/support/Scan.h"
+#include "platform/support/SecurityAttributes.h"
 #include "platform/support/Trace.h"
 
 namespace {

@@ -2,10 +2,12 @@
 
 namespace ipc {
 
-bool Census::add(SessionId id, const std::shared_ptr<Session>& session, std::shared_ptr<Session>& displaced) {
+bool Census::add(SessionId id, const std::shared_ptr<Session>& session, bool mustProve,
+                 std::shared_ptr<Session>& displaced) {
   const std::lock_guard lock(m_mutex);
   if (m_entries.size() >= m_limits.connections) return false;
   m_entries[id] = {session, {}};
+  if (!mustProve) return true;
   m_unproven[id] = session.get();
   if (m_unproven.size() > m_limits.unauthenticated) {
     const SessionId oldest = m_unproven.begin()->first;

@@ -22,9 +22,11 @@ class Census {
 public:
   explicit Census(const Limits& limits) : m_limits(limits) {}
 
-  // False where there are as many as may be. One whose peer is still to be proven takes the place of the
-  // oldest such one if there are too many of them; that one is given back, to be closed.
-  bool add(SessionId id, const std::shared_ptr<Session>& session, std::shared_ptr<Session>& displaced);
+  // False where there are as many as may be. One whose peer has still to prove itself, which on a Unix socket
+  // it has not, takes the place of the oldest such one if there are too many of them; that one is given back,
+  // to be closed.
+  bool add(SessionId id, const std::shared_ptr<Session>& session, bool mustProve,
+           std::shared_ptr<Session>& displaced);
   // The peer is proven: the user's name for the count. False where that user has as many as may be.
   bool prove(SessionId id, const std::string& user);
   void remove(SessionId id);

@@ -102,7 +102,7 @@ void IpcServer::Impl::begin(const std::shared_ptr<Worker>& worker, IoSocket sock
   ++state->accepted;
   const auto session = std::make_shared<Session>(state, worker, std::move(socket), kind);
   std::shared_ptr<Session> displaced;
-  if (!state->census.add(session->id(), session, displaced)) {
+  if (!state->census.add(session->id(), session, kind != Endpoint::Kind::Unix, displaced)) {
     reportRefusal(*state, "a peer", "too many connections in all");
     return session->turnAway(tooManyConnections);
   }
