@@ -82,7 +82,7 @@ std::string certificateName(const SSL* ssl) {
       static_cast<GENERAL_NAMES*>(X509_get_ext_d2i(certificate, NID_subject_alt_name, nullptr, nullptr)),
       &GENERAL_NAMES_free);
   for (int i = 0; names && i < sk_GENERAL_NAME_num(names.get()); ++i) {
-    const std::string text = textOf(*sk_GENERAL_NAME_value(names.get(), i));
+    std::string text = textOf(*sk_GENERAL_NAME_value(names.get(), i));
     if (text.find('\0') != std::string::npos) return {};
     if (!text.empty()) return text;
   }

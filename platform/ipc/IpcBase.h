@@ -13,11 +13,12 @@ public:
   // code with which the service rejected the request.
   std::int32_t GetLastError() const { return m_lastError; }
 
+  IpcBase(const IpcBase&) = delete;
+  IpcBase& operator=(const IpcBase&) = delete;
+
 protected:
   IpcBase() = default;
   ~IpcBase() = default;
-  IpcBase(const IpcBase&) = delete;
-  IpcBase& operator=(const IpcBase&) = delete;
 
   // Keeps the code of a failure; the result is false, for the caller to return.
   bool fail(std::int32_t code) {

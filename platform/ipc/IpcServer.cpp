@@ -156,7 +156,11 @@ IpcServer::IpcServer(const Limits& limits, unsigned threads)
     : m_impl(std::make_unique<Impl>(limits, threads)) {}
 
 IpcServer::~IpcServer() {
-  stop();
+  try {
+    stop();
+  } catch (const std::exception& error) {
+    reportRefusal(*m_impl->state, "all peers", error.what());
+  }
 }
 
 void IpcServer::addService(std::int32_t number, Service& service) {

@@ -40,7 +40,7 @@ struct BoundSocket {
 };
 
 // Both throw ServerError. The descriptor given is owned at once.
-BoundSocket bindSocket(const std::string& endpoint, std::uint32_t mode);
+BoundSocket bindSocket(const std::string& text, std::uint32_t mode);
 BoundSocket adoptSocket(int descriptor);
 
 class Listener : public std::enable_shared_from_this<Listener> {

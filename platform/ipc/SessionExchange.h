@@ -25,6 +25,8 @@ class SessionExchange : public Exchange {
 public:
   SessionExchange(std::shared_ptr<Session> session, const Frame& frame)
       : m_session(std::move(session)), m_frame(frame) {}
+  SessionExchange(const SessionExchange&) = delete;
+  SessionExchange& operator=(const SessionExchange&) = delete;
   ~SessionExchange() override { reject(generalFailure); }
 
   const Peer& peer() const override { return m_session->peer(); }

@@ -71,8 +71,8 @@ void Socket::close() {
 }
 
 // The system's own limit on blocking spares every exchange a call of poll.
-void Socket::limitBlocking(int option, std::int32_t milliseconds) {
-  const timeval time{milliseconds / 1000, milliseconds % 1000 * 1000};
+void Socket::limitBlocking(int option, std::int32_t milliseconds) const {
+  const timeval time{milliseconds / 1000, milliseconds % 1000 * 1000L};
   ::setsockopt(m_descriptor, SOL_SOCKET, option, &time, sizeof time);
 }
 

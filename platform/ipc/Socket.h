@@ -38,7 +38,7 @@ public:
 
 private:
   std::int32_t wait(short events, const Deadline& deadline) const;
-  void limitBlocking(int option, std::int32_t milliseconds);
+  void limitBlocking(int option, std::int32_t milliseconds) const;
   void tuneTcp() const;
 
   int m_descriptor = -1;
