@@ -184,7 +184,8 @@ bool Spc::ReadPar(const char16_t* topic, const char16_t* par, ReadForm& form, st
   if (!form.traits.isText || !IsAttrDecrypt(node, noErrMsg)) return true;
   view.reset();
   // Only an overridden DecryptStr can make a text longer than it was.
-  return form.SetText(DecryptStr(form.Text())) || Fail(code, ERROR_MORE_DATA, node.GetNodePath(), ownNoErrMsg);
+  return form.SetText(DecryptStr(form.Text())) ||
+         Fail(code, ERROR_MORE_DATA, node.GetNodePath(), ownNoErrMsg);
 }
 
 bool Spc::ReadResolved(RgNode& node, ReadForm& form, std::int32_t noErrMsg, std::int32_t& failure) {
