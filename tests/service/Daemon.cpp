@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>
+#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/syscall.h>
 #include <sys/un.h>
@@ -55,6 +56,7 @@ std::vector<std::string> childEnvironment(const std::string& notify, std::size_t
 
 // Only what may stand between fork and exec where the parent has threads.
 [[noreturn]] void become(const std::vector<int>& sockets, int errors, char** argv, char** envp) {
+  ::prctl(PR_SET_PDEATHSIG, SIGKILL);
   int place = 3;
   for (const int socket : sockets) ::dup2(socket, place++);
   ::dup2(errors, 2);

@@ -3,6 +3,7 @@
 
 #include "platform/ipc/Errors.h"
 #include "platform/ipc/IpcClient.h"
+#include "platform/registry/RegistryTransaction.h"
 #include "platform/support/Utf.h"
 #include "src/telegrams.h"
 #include "tests/service/ServiceTest.h"
@@ -165,7 +166,9 @@ TEST_F(RequestsTest, ListsNodesWithTheirMarks) {
 }
 
 TEST_F(RequestsTest, ListsMoreNodesThanOneThreadShallWaitFor) {
+  RegistryTransaction all;
   for (int i = 0; i < 600; ++i) Put(pathOf(u"T") + u"\\" + UnicodeString(i), u"@value", i);
+  ASSERT_EQ(all.Commit(), 0);
   std::uint32_t code = 0;
   const auto* nodes = m_client->GetChildNodes(pathOf(u"T"), &code);
   ASSERT_TRUE(nodes) << code;

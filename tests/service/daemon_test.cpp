@@ -1,0 +1,122 @@
+// The daemon as its administrator and its service manager meet it.
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <filesystem>
+
+#include "platform/registry/RegistryStore.h"
+#include "platform/support/Utf.h"
+#include "tests/service/ServiceTest.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using testing::HasSubstr;
+
+class DaemonTest : public testing::Test {
+protected:
+  TempDirectory m_directory;
+  Daemon m_daemon{m_directory};
+};
+
+TEST_F(DaemonTest, SaysWhatIsWrongWithItsArguments) {
+  const struct {
+    Arguments arguments;
+    const char* said;
+  } rows[] = {
+      {{"--listen"}, "--listen is no option, or lacks its value"},
+      {{"--colour", "red"}, "--colour"},
+      {{"extra"}, "extra: expected an option"},
+      {{"--threads", "0"}, "--threads 0: expected a number from 1 to 256"},
+      {{"--threads", "2x"}, "--threads 2x"},
+      {{"--allow-write", "miller"}, "--allow-write miller: expected user:NAME"},
+      {{"--admin", "group:no such group"}, "there is no group"},
+      {{"--frame-timeout", "soon"}, "expected a time such as 90s"},
+      {{"--socket-mode", "9"}, "octal"},
+      {{"--space", "a\\b"}, "without a backslash"},
+      {{"--tls-cert", "a.pem"}, "belong together"},
+      {{"--listen", "tls://localhost"}, "needs --tls-cert"},
+  };
+  for (const auto& row : rows) {
+    Daemon daemon(m_directory, "wrong" + std::to_string(&row - rows));
+    EXPECT_FALSE(daemon.StartBare(row.arguments));
+    EXPECT_EQ(daemon.Wait(), 2);
+    EXPECT_THAT(daemon.Errors(), HasSubstr(row.said));
+  }
+}
+
+TEST_F(DaemonTest, EndsWhereItCannotDoItsWork) {
+  const struct {
+    Arguments arguments;
+    const char* said;
+  } rows[] = {
+      {{"--store", "/proc/nothing"}, "the store in /proc/nothing can't be used"},
+      {{"--audit", "/proc/nothing"}, "the audit file /proc/nothing"},
+      {{"--listen", "unix:relative"}, "unix:relative"},
+      {{"--listen", "tcp://192.0.2.1:1"}, "192.0.2.1"},
+      {{"--log", "file:/proc/nothing"}, "--log file:/proc/nothing"},
+  };
+  for (const auto& row : rows) {
+    Daemon daemon(m_directory, "unable" + std::to_string(&row - rows));
+    EXPECT_FALSE(daemon.Start(row.arguments));
+    EXPECT_EQ(daemon.Wait(), 1);
+    EXPECT_THAT(daemon.Errors(), HasSubstr(row.said));
+  }
+}
+
+TEST_F(DaemonTest, TellsTheManagerWhereItListensAndEndsInOrder) {
+  ASSERT_TRUE(m_daemon.Start({"--listen", "tcp://127.0.0.1:0", "--space", "Plant"})) << m_daemon.Errors();
+  EXPECT_THAT(m_daemon.Status(),
+              HasSubstr("STATUS=Listening on " + m_daemon.Endpoint() + " tcp://127.0.0.1:"));
+  UnicodeString space;
+  ASSERT_TRUE(m_daemon.Connect()->GetPrcSpace(space, nullptr));
+  EXPECT_EQ(space, u"Plant");
+  EXPECT_EQ(m_daemon.Stop(), 0);
+  ASSERT_TRUE(m_daemon.Start());
+  m_daemon.Signal(SIGINT);
+  EXPECT_EQ(m_daemon.Wait(), 0);
+}
+
+TEST_F(DaemonTest, LeavesASocketInUseAlone) {
+  ASSERT_TRUE(m_daemon.Start());
+  Daemon second(m_directory, "second");
+  EXPECT_FALSE(second.Start({"--listen", m_daemon.Endpoint()}));
+  EXPECT_EQ(second.Wait(), 1);
+  EXPECT_THAT(second.Errors(), HasSubstr(m_daemon.SocketPath()));
+  EXPECT_TRUE(m_daemon.Connect()->GetChildNodes(root, nullptr));
+}
+
+TEST_F(DaemonTest, TakesOverTheManagersSockets) {
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  m_daemon.SocketPath().copy(address.sun_path, sizeof address.sun_path - 1);
+  const int socket = ::socket(AF_UNIX, SOCK_STREAM, 0);
+  ASSERT_EQ(::bind(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+  ASSERT_EQ(::listen(socket, 10), 0);
+  ASSERT_TRUE(m_daemon.StartBare({"--store", m_daemon.Store()}, {socket})) << m_daemon.Errors();
+  ::close(socket);
+  EXPECT_TRUE(m_daemon.Connect()->GetChildNodes(root, nullptr));
+  EXPECT_EQ(m_daemon.Stop(), 0);
+  EXPECT_TRUE(fs::exists(m_daemon.Store() + "/audit.jsonl"));
+}
+
+TEST_F(DaemonTest, KeepsTheLatestSnapshots) {
+  const fs::path kept = m_directory.Path("snapshots");
+  fs::create_directories(kept / "snapshot-20200101T000000Z");
+  fs::create_directories(kept / "snapshot-20200102T000000Z");
+  ASSERT_TRUE(m_daemon.Start({"--snapshot-dir", kept.string(), "--snapshot-keep", "2"})) << m_daemon.Errors();
+  const auto client = m_daemon.Connect();
+  // The removal of the oldest is the last step.
+  while (fs::exists(kept / "snapshot-20200101T000000Z")) ASSERT_TRUE(client->GetChildNodes(root, nullptr));
+  EXPECT_EQ(m_daemon.Stop(), 0);
+  std::vector<std::string> names;
+  for (const auto& entry : fs::directory_iterator(kept)) names.push_back(entry.path().filename().string());
+  std::ranges::sort(names);
+  ASSERT_EQ(names.size(), 2U);
+  EXPECT_EQ(names[0], "snapshot-20200102T000000Z");
+  EXPECT_EQ(registry::restoreStore((kept / names[1]).string(), m_directory.Path("restored")), 0);
+}
+
+}  // namespace
