@@ -1,6 +1,7 @@
 #include "service/ParameterService.h"
 
 #include <array>
+#include <optional>
 #include <utility>
 
 namespace service {
@@ -86,9 +87,9 @@ void ParameterService::Stop() {
 
 Tree& ParameterService::ThreadTree() {
   // Made once a thread: the making of an object of the library costs more than a read.
-  thread_local std::unique_ptr<Tree> tree;
+  thread_local std::optional<Tree> tree;
   thread_local const ParameterService* owner = nullptr;
-  if (owner != this) tree = std::make_unique<Tree>(m_settings.space);
+  if (owner != this) tree.emplace(m_settings.space);
   owner = this;
   return *tree;
 }

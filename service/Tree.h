@@ -49,7 +49,7 @@ struct OverrideNames {
 
 // A client of the service's own tree. It has no connection, so every operation is local. One object
 // belongs to one thread.
-class Tree : public Spc {
+class Tree final : public Spc {
 public:
   // The name of the process space whose parameters the requests by topic and name mean.
   explicit Tree(const UnicodeString& space);

@@ -1,0 +1,227 @@
+// Any bytes as a telegram of any request, through the service as the daemon runs it, without a connection:
+// each is answered once, a refusal changes nothing, and no byte of the input leaves the tree. The first byte
+// chooses request and peer; the rest is the telegram, or, by the second byte, the values of a well-formed
+// telegram's fields, which gets deeper.
+#include <condition_variable>
+#include <cstdint>
+#include <cstdlib>
+#include <filesystem>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "platform/registry/RegistryStore.h"
+#include "service/Json.h"
+#include "service/ParameterService.h"
+
+namespace {
+
+void require(bool condition) {
+  if (!condition) std::abort();
+}
+
+const UnicodeString root = u"HKEY_LOCAL_MACHINE\\Software\\Velor\\SPS";
+
+// A store for this process, in memory where there is some; it goes with the process.
+class FuzzStore {
+public:
+  FuzzStore() {
+    const bool hasMemory = std::filesystem::is_directory("/dev/shm") && std::getenv("TMPDIR") == nullptr;
+    const std::filesystem::path place = hasMemory ? "/dev/shm" : std::filesystem::temp_directory_path();
+    m_directory = (place / "telegram-XXXXXX").string();
+    require(mkdtemp(m_directory.data()) != nullptr);
+    registry::useStore(m_directory);
+    for (const char16_t letter : {u'B', u'D', u'I', u'S', u'T'}) {
+      service::Node node;
+      const UnicodeString par(std::u16string_view(&letter, 1));
+      require(node.Init(root + u"\\Default\\T\\" + par, true, false));
+      require(node.SetValue(u"@type", reinterpret_cast<const std::uint8_t*>(&letter), 2U));
+    }
+  }
+  ~FuzzStore() {
+    registry::useStore("");
+    std::error_code ignored;
+    std::filesystem::remove_all(m_directory, ignored);
+  }
+  FuzzStore(const FuzzStore&) = delete;
+  FuzzStore& operator=(const FuzzStore&) = delete;
+
+private:
+  std::string m_directory;
+};
+
+// A request that waits for its answer.
+class Asked : public ipc::Exchange {
+public:
+  Asked(std::int32_t number, ipc::Peer peer, ipc::Bytes data)
+      : m_number(number), m_peer(std::move(peer)), m_data(std::move(data)) {}
+
+  const ipc::Peer& peer() const override { return m_peer; }
+  ipc::SessionId session() const override { return 1; }
+  std::int32_t number() const override { return m_number; }
+  std::int32_t value() const override { return 0; }
+  std::span<const std::uint8_t> data() const override { return m_data; }
+
+  void accept() override { Answer(0); }
+  void accept(std::span<const std::uint8_t> reply) override {
+    require(!reply.empty());
+    Answer(0);
+  }
+  void accept(std::vector<ipc::Bytes> replies) override {
+    for (const ipc::Bytes& reply : replies) require(DfsBin().Assign(reply.data(), reply.size()));
+    Answer(0);
+  }
+  void acceptEach(NextReply next) override {
+    ipc::Bytes piece;
+    while (next(piece)) require(!piece.empty() && piece.size() <= 8192 && piece.size() % 2 == 0);
+    Answer(0);
+  }
+  void reject(std::int32_t code) override {
+    require(code > 0);
+    Answer(code);
+  }
+
+  std::int32_t Await() {
+    std::unique_lock lock(m_mutex);
+    m_answered.wait(lock, [this] { return m_count > 0; });
+    require(m_count == 1);
+    return m_code;
+  }
+
+private:
+  void Answer(std::int32_t code) {
+    const std::lock_guard lock(m_mutex);
+    ++m_count;
+    m_code = code;
+    m_answered.notify_one();
+  }
+
+  std::int32_t m_number;
+  ipc::Peer m_peer;
+  ipc::Bytes m_data;
+  std::mutex m_mutex;
+  std::condition_variable m_answered;
+  int m_count = 0;
+  std::int32_t m_code = 0;
+};
+
+// Takes values for fields off the input.
+class Input {
+public:
+  explicit Input(std::span<const std::uint8_t> bytes) : m_bytes(bytes) {}
+
+  std::uint8_t Byte() {
+    if (m_bytes.empty()) return 0;
+    const std::uint8_t byte = m_bytes.front();
+    m_bytes = m_bytes.subspan(1);
+    return byte;
+  }
+  std::span<const std::uint8_t> Bytes() {
+    const std::size_t count = std::min<std::size_t>(Byte(), m_bytes.size());
+    const auto taken = m_bytes.first(count);
+    m_bytes = m_bytes.subspan(count);
+    return taken;
+  }
+  // One of the texts that lead somewhere, or any.
+  std::u16string Text(const std::vector<std::u16string>& known) {
+    const std::uint8_t choice = Byte();
+    if (choice < known.size()) return known[choice];
+    std::u16string text;
+    for (const std::uint8_t byte : Bytes()) text += static_cast<char16_t>(byte);
+    return text;
+  }
+
+private:
+  std::span<const std::uint8_t> m_bytes;
+};
+
+std::vector<std::u16string> knownPaths() {
+  const std::u16string path(root.View());
+  return {path, path + u"\\Default", path + u"\\Default\\T", path + u"\\Default\\T\\I",
+          path + u"\\Default\\T\\S"};
+}
+
+// Every field that any request has, with values of the input's.
+ipc::Bytes wellFormed(Input& input) {
+  namespace key = telegram::key;
+  ipc::Bytes room(1U << 16U);
+  DfsBin fields;
+  fields.AssignEmptyBuffer(room.data(), static_cast<std::int64_t>(room.size()), false);
+  telegram::add(fields, key::nodePath, input.Text(knownPaths()).c_str());
+  telegram::add(fields, key::nodeName, input.Text({u"T", u"I", u"Default"}).c_str());
+  telegram::add(fields, key::topic, input.Text({u"T"}).c_str());
+  telegram::add(fields, key::par, input.Text({u"B", u"D", u"I", u"S", u"T"}).c_str());
+  telegram::add(fields, key::propName,
+                input.Text({u"@value", u"@override", u"@type", u"@readonly", u"@decrypt", u"WS07"}).c_str());
+  const auto value = input.Bytes();
+  telegram::add(fields, key::binary, value.data(), static_cast<std::int64_t>(value.size()));
+  telegram::add(fields, key::size, static_cast<std::int32_t>(value.size()));
+  // Requests 0 and 1 want the type in another form than the others.
+  const std::uint8_t letter = input.Byte();
+  if ((letter & 0x80U) != 0) {
+    telegram::addLetter(fields, letter & 0x7FU);
+  } else {
+    telegram::add(fields, key::type, letter);
+  }
+  telegram::add(fields, key::oWorkstat, input.Text({u"", u"WS07"}).c_str());
+  telegram::add(fields, key::oUser, u"");
+  telegram::add(fields, key::oInstance, u"");
+  telegram::add(fields, key::noErrMsg, input.Byte());
+  telegram::add(fields, key::user, input.Text({u"", u"miller"}).c_str());
+  telegram::add(fields, key::ws, u"ws");
+  telegram::add(fields, key::app, u"app");
+  telegram::add(fields, key::replicator, u"north");
+  telegram::add(fields, key::msId, 1);
+  telegram::add(fields, key::replace, input.Byte());
+  telegram::add(fields, key::data, input.Text({u"", u"Windows Registry Editor Version 5.00\n"}).c_str());
+  require(!fields.HasOverflow());
+  room.resize(static_cast<std::size_t>(fields.GetDataSize()));
+  return room;
+}
+
+ipc::Peer peerFor(std::uint8_t choice) {
+  if ((choice & 0x10U) != 0) {
+    return {.kind = ipc::Peer::Kind::Unix,
+            .uid = 1000,
+            .gid = 1000,
+            .groups = {},
+            .name = "miller",
+            .address = "unix"};
+  }
+  return {.kind = ipc::Peer::Kind::Unix, .uid = 0, .gid = 0, .groups = {}, .name = "root", .address = "unix"};
+}
+
+service::Settings settings() {
+  service::Settings made;
+  made.space = u"Default";
+  made.importRoom = 10'000;
+  return made;
+}
+
+// The tree as text.
+std::u16string treeText() {
+  std::u16string text;
+  require(service::exportText(service::Tree(u"Default"), text) == 0);
+  return text;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  static const FuzzStore store;
+  static service::AuditLog audit("");
+  static service::ParameterService service(settings(), audit);
+  if (size < 2) return 0;
+  const ipc::Peer peer = peerFor(data[0]);
+  const std::span<const std::uint8_t> rest(data + 2, size - 2);
+  Input input(rest);
+  const ipc::Bytes telegram = (data[1] & 1U) != 0 ? wellFormed(input) : ipc::Bytes(rest.begin(), rest.end());
+
+  const std::u16string before = treeText();
+  const auto asked = std::make_shared<Asked>(data[0] & 0x0FU, peer, telegram);
+  service.serve(asked);
+  if (asked->Await() != 0) require(treeText() == before);
+  if ((data[1] & 2U) != 0) service.ended(1);
+  return 0;
+}
