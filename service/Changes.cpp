@@ -52,7 +52,7 @@ public:
     m_overrides = {fields.Text(key::oWorkstat), fields.Text(key::oUser), fields.Text(key::oInstance)};
     deed.letter = fields.Letter();
     deed.value = fields.Binary(key::binary);
-    m_complete = fields.IsComplete();
+    EndFields(fields);
   }
 
   Code Apply(Tree& tree) override {
@@ -72,6 +72,8 @@ public:
   }
 
 private:
+  void EndFields(const Fields& fields) { m_complete = fields.IsComplete(); }
+
   Code Check(Node& node) const {
     if (node.Has(Spc::m_pREADONLY)) return isReadOnly;
     const Form* const form = findForm(deed.letter);
@@ -84,7 +86,7 @@ private:
 
   ParameterName m_name;
   OverrideNames m_overrides;
-  bool m_complete;
+  bool m_complete = false;
 };
 
 // Request 4. Levels that are missing above the node are made with it.

@@ -28,7 +28,7 @@ public:
 
   struct Dropped {
     ipc::Peer peer;
-    std::size_t characters;  // that had come
+    std::size_t characters = 0;  // that had come
   };
   // The connection is gone, or has sent what is no piece. Nothing where it had begun no text.
   std::optional<Dropped> Drop(ipc::SessionId session);

@@ -163,6 +163,7 @@ constexpr std::array table = {
 
 std::vector<option> longOptions() {
   std::vector<option> list;
+  list.reserve(table.size() + 1);
   for (const Option& entry : table) {
     list.push_back({entry.name, entry.argument ? required_argument : no_argument, nullptr, 0});
   }
@@ -208,7 +209,8 @@ Options parseOptions(int count, char* const* arguments) {
     const Option& entry = table[static_cast<std::size_t>(index)];
     const std::string value = ::optarg ? ::optarg : "";
     if (const std::string problem = entry.set(options, value); !problem.empty()) {
-      fail(options, std::string("--") + entry.name + ' ' + value + ": " + problem);
+      fail(options,
+           std::string("--").append(entry.name).append(" ").append(value).append(": ").append(problem));
       return options;
     }
   }

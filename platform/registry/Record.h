@@ -40,7 +40,7 @@ struct InlineValue {
 
 // A value as it is handed out; valid until the thread's next registry call.
 struct ValueRef {
-  std::uint32_t type;
+  std::uint32_t type = 0;
   std::string_view data;
 };
 

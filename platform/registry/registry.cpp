@@ -241,7 +241,7 @@ LSTATUS RegQueryValueExW(HKEY key, const char16_t* name, DWORD* reserved, DWORD*
   if (reserved != nullptr || (data != nullptr && size == nullptr)) return ERROR_INVALID_PARAMETER;
   return guarded([&] {
     ReadKey open(key, KEY_QUERY_VALUE);
-    ValueRef value;  // NOLINT(*-member-init): filled where there is one
+    ValueRef value;
     const FoldedName folded(name);
     if (folded.view().size() > maxValueName) (void)valueName(name);  // only then may it be too long
     if (!open.value(folded, value)) return ERROR_FILE_NOT_FOUND;
