@@ -59,7 +59,7 @@ install(FILES ${PROJECT_BINARY_DIR}/sps.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/p
 
 # Installed tools find the library beside them, wherever the prefix was moved to.
 file(RELATIVE_PATH SPS_BIN_TO_LIB ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
-foreach(tool sps_tool)
+foreach(tool sps_tool spsd)
   if(TARGET ${tool})
     set_target_properties(${tool} PROPERTIES INSTALL_RPATH "$ORIGIN/${SPS_BIN_TO_LIB}")
     install(TARGETS ${tool} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
@@ -67,3 +67,11 @@ foreach(tool sps_tool)
 endforeach()
 install(FILES ${PROJECT_SOURCE_DIR}/tools/sps/completion/sps.bash
         DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME sps)
+
+# What the system needs to run the daemon.
+configure_file(${PROJECT_SOURCE_DIR}/packaging/spsd.service.in ${PROJECT_BINARY_DIR}/spsd.service @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/spsd.service ${PROJECT_SOURCE_DIR}/packaging/spsd.socket
+        DESTINATION lib/systemd/system)
+install(FILES ${PROJECT_SOURCE_DIR}/packaging/sysusers.conf DESTINATION lib/sysusers.d RENAME sps.conf)
+install(FILES ${PROJECT_SOURCE_DIR}/packaging/logrotate.conf DESTINATION ${CMAKE_INSTALL_SYSCONFDIR}/logrotate.d
+        RENAME spsd)
