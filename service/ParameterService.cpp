@@ -18,8 +18,8 @@ constexpr Code connectionAborted = 1236;
 enum class Kind : std::uint8_t { Read, Listing, Export, Change, Import };
 
 struct Operation {
-  const char* name;
-  Kind kind;
+  const char* name = nullptr;
+  Kind kind = Kind::Read;
   Code (*read)(Tree& tree, Fields& fields, Replies& replies) = nullptr;
 };
 
