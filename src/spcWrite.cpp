@@ -111,6 +111,7 @@ Placement Spc::OpenPar(RgNode& node, const char16_t* topic, const char16_t* par,
     GetParPath(path, topic, par);
     now.keyPresent = node.Init(std::move(path), false, false);
     if (!now.keyPresent && node.GetRetCode() != ERROR_FILE_NOT_FOUND) {
+      // NOLINTNEXTLINE(bugprone-use-after-move): where Init fails, it leaves the path alone
       Fail(code, node.GetRetCode(), path, noErrMsg);
       return Placement::Failed;
     }
