@@ -24,8 +24,8 @@ constexpr std::size_t shownBytes = 512;         // of a value
 constexpr std::size_t mostWaiting = 4U << 20U;  // bytes
 
 std::string timeNow() {
-  using namespace std::chrono;
-  const auto now = time_point_cast<milliseconds>(system_clock::now());
+  using std::chrono::system_clock;
+  const auto now = std::chrono::time_point_cast<std::chrono::milliseconds>(system_clock::now());
   const std::time_t seconds = system_clock::to_time_t(now);
   std::tm parts{};
   ::gmtime_r(&seconds, &parts);
