@@ -24,10 +24,10 @@
 
 namespace {
 
-constexpr int writers = 8;
+constexpr std::size_t writers = 8;
 
-UnicodeString parameterOf(int writer) {
-  return UnicodeString(u"W") + UnicodeString(writer);
+UnicodeString parameterOf(std::size_t writer) {
+  return UnicodeString(u"W") + UnicodeString(static_cast<std::int32_t>(writer));
 }
 
 bool writeNumber(SpSrvClntEx& client, const UnicodeString& par, std::int32_t number) {
@@ -40,7 +40,7 @@ public:
   // Begins behind the numbers that the last run left.
   void Start(const Daemon& daemon) {
     m_acknowledged = 0;
-    for (int writer = 0; writer < writers; ++writer) {
+    for (std::size_t writer = 0; writer < writers; ++writer) {
       m_threads.emplace_back([this, writer, client = std::shared_ptr(daemon.Connect())] {
         while (writeNumber(*client, parameterOf(writer), m_last[writer] + 1)) {
           ++m_last[writer];
@@ -76,12 +76,12 @@ protected:
 
   void SetUp() override {
     ServiceTest::SetUp();
-    for (int writer = 0; writer < writers; ++writer) {
+    for (std::size_t writer = 0; writer < writers; ++writer) {
       Make(u"T", parameterOf(writer), u'I');
       Put(pathOf(u"T", parameterOf(writer)), u"@value", 0);
     }
   }
-  static std::int32_t Stored(int writer) { return NumberAt(pathOf(u"T", parameterOf(writer)), u"@value"); }
+  static std::int32_t Stored(std::size_t writer) { return NumberAt(pathOf(u"T", parameterOf(writer)), u"@value"); }
 };
 
 TEST_F(FaultsTest, KillsLoseNoAcknowledgedWriteAndRepeatNone) {
@@ -99,7 +99,7 @@ TEST_F(FaultsTest, KillsLoseNoAcknowledgedWriteAndRepeatNone) {
     load.Join();
     m_daemon.Wait();
     ASSERT_TRUE(m_daemon.Start()) << m_daemon.Errors();
-    for (int writer = 0; writer < writers; ++writer) {
+    for (std::size_t writer = 0; writer < writers; ++writer) {
       const std::int32_t last = load.m_last[writer];
       for (std::int32_t number = before[writer] + 1; number <= last; ++number) {
         acknowledged[support::toUtf8(parameterOf(writer).View()) + ' ' + std::to_string(number)] = 0;
@@ -127,7 +127,7 @@ TEST_F(FaultsTest, AnOrderlyEndAnswersEveryWriteThatItKeeps) {
     load.Await(50);
     EXPECT_EQ(m_daemon.Stop(), 0);
     load.Join();
-    for (int writer = 0; writer < writers; ++writer) EXPECT_EQ(Stored(writer), load.m_last[writer]);
+    for (std::size_t writer = 0; writer < writers; ++writer) EXPECT_EQ(Stored(writer), load.m_last[writer]);
     ASSERT_TRUE(m_daemon.Start());
   }
 }
