@@ -81,7 +81,9 @@ protected:
       Put(pathOf(u"T", parameterOf(writer)), u"@value", 0);
     }
   }
-  static std::int32_t Stored(std::size_t writer) { return NumberAt(pathOf(u"T", parameterOf(writer)), u"@value"); }
+  static std::int32_t Stored(std::size_t writer) {
+    return NumberAt(pathOf(u"T", parameterOf(writer)), u"@value");
+  }
 };
 
 TEST_F(FaultsTest, KillsLoseNoAcknowledgedWriteAndRepeatNone) {
