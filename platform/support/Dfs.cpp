@@ -31,13 +31,7 @@ std::u16string_view view(const char16_t* text) {
 
 std::optional<dfs::Bytes> find(dfs::Bytes container, const char16_t* key, dfs::Type type) {
   if (container.size() <= dfs::headerSize) return {};
-  dfs::Bytes fields = container.subspan(dfs::headerSize);
-  while (const auto field = dfs::takeField(fields)) {
-    if (!field->HasKey(view(key))) continue;
-    if (field->type != type) return {};
-    return field->value;
-  }
-  return {};
+  return dfs::findField(container.subspan(dfs::headerSize), type, view(key));
 }
 
 }  // namespace

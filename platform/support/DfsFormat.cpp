@@ -1,6 +1,7 @@
 #include "platform/support/DfsFormat.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
 #include <limits>
 
@@ -10,9 +11,12 @@ namespace {
 constexpr std::uint8_t mark = 0xDF;
 constexpr std::uint8_t version = 1;
 constexpr std::uint8_t wideKeyBit = 0x80;
-constexpr int maxCountBytes = 5;
+constexpr std::size_t maxCountBytes = 5;
 
 constexpr std::size_t tagSize = 2;  // type and key length
+
+// Whether the machine holds a character as a container does.
+constexpr bool laidOutAlike = std::endian::native == std::endian::little;
 
 char16_t unitAt(Bytes bytes, std::size_t index) {
   return static_cast<char16_t>(bytes[2 * index] | bytes[2 * index + 1] << 8);
@@ -29,6 +33,10 @@ bool isWide(std::u16string_view key) {
   return std::any_of(key.begin(), key.end(), [](char16_t unit) { return unit > 0xFF; });
 }
 
+bool hasZero(Bytes bytes) {
+  return std::find(bytes.begin(), bytes.end(), 0) != bytes.end();
+}
+
 // A wide key must need its width, so that a field has one form only.
 bool isWide(Bytes key) {
   for (std::size_t index = 1; index < key.size(); index += 2) {
@@ -37,27 +45,18 @@ bool isWide(Bytes key) {
   return false;
 }
 
-std::optional<Bytes> take(Bytes& bytes, std::size_t count) {
-  if (count > bytes.size()) return {};
-  const Bytes taken = bytes.first(count);
-  bytes = bytes.subspan(count);
-  return taken;
-}
-
-// Seven bits a byte, lowest first, in the fewest bytes.
-std::optional<std::uint32_t> takeCount(Bytes& bytes) {
-  std::uint64_t count = 0;
-  for (int index = 0; index < maxCountBytes; ++index) {
-    const auto byte = take(bytes, 1);
-    if (!byte) return {};
-    const std::uint8_t bits = byte->front();
-    count |= static_cast<std::uint64_t>(bits & 0x7F) << (7 * index);
+// Seven bits a byte, lowest first, in the fewest bytes. Returns the bytes that it takes, 0 where it is none.
+std::size_t readCount(Bytes bytes, std::size_t& count) {
+  count = 0;
+  const std::size_t most = std::min(bytes.size(), maxCountBytes);
+  for (std::size_t index = 0; index < most; ++index) {
+    const std::uint8_t bits = bytes[index];
+    count |= static_cast<std::size_t>(bits & 0x7F) << (7 * index);
     if (bits & 0x80) continue;
     const bool shortest = bits != 0 || index == 0;
-    if (!shortest || count > std::numeric_limits<std::uint32_t>::max()) return {};
-    return static_cast<std::uint32_t>(count);
+    return shortest && count <= std::numeric_limits<std::uint32_t>::max() ? index + 1 : 0;
   }
-  return {};
+  return 0;
 }
 
 std::size_t putCount(std::uint8_t* out, std::size_t count) {
@@ -71,38 +70,56 @@ bool hasCount(Type type) {
   return type == Type::Str || type == Type::Bin;
 }
 
-std::optional<Bytes> takeValue(Bytes& bytes, Type type) {
-  if (type == Type::I4) return take(bytes, 4);
-  if (type == Type::I2) return take(bytes, 2);
-  const auto count = takeCount(bytes);
-  if (!count) return {};
-  if (type == Type::Bin) return take(bytes, *count);
-  const auto text = take(bytes, std::size_t{*count} * 2);
-  if (!text || hasZeroUnit(*text)) return {};
-  return text;
+// Bytes of a number, of a text's character, of a byte.
+std::size_t unitSize(Type type) {
+  switch (type) {
+    case Type::I4:
+      return 4;
+    case Type::Bin:
+      return 1;
+    default:
+      return 2;
+  }
 }
 
-std::optional<Type> typeOf(std::uint8_t tag) {
-  const auto type = static_cast<Type>(tag & ~wideKeyBit);
-  if (type < Type::Str || type > Type::Bin) return {};
-  return type;
+bool isType(Type type) {
+  return type >= Type::Str && type <= Type::Bin;
 }
 
-std::optional<Field> readField(Bytes& rest) {
-  const auto tag = take(rest, tagSize);
-  if (!tag) return {};
-  const auto type = typeOf((*tag)[0]);
-  if (!type) return {};
-  const bool wide = (*tag)[0] & wideKeyBit;
-  const auto key = take(rest, std::size_t{(*tag)[1]} * (wide ? 2 : 1));
-  if (!key || (wide && !isWide(*key))) return {};
-  if (wide ? hasZeroUnit(*key) : std::count(key->begin(), key->end(), 0) != 0) return {};
-  const auto value = takeValue(rest, *type);
-  if (!value) return {};
-  return Field{*type, wide, *key, *value};
+// Cuts the first field off, wherever its lengths lead within the bytes. Returns its byte count; 0 where the
+// bytes end before it does.
+inline std::size_t cut(Bytes bytes, Field& field) {
+  if (bytes.size() < tagSize) return 0;
+  field.wideKey = bytes[0] & wideKeyBit;
+  field.type = static_cast<Type>(bytes[0] & ~wideKeyBit);
+  const std::size_t keySize = std::size_t{bytes[1]} << (field.wideKey ? 1U : 0U);
+  std::size_t at = tagSize + keySize;
+  if (at > bytes.size()) return 0;
+  field.key = bytes.subspan(tagSize, keySize);
+  std::size_t count = 1;
+  if (hasCount(field.type)) {
+    const std::size_t countSize = readCount(bytes.subspan(at), count);
+    if (countSize == 0) return 0;
+    at += countSize;
+  }
+  const std::size_t valueSize = count * unitSize(field.type);
+  if (valueSize > bytes.size() - at) return 0;
+  field.value = bytes.subspan(at, valueSize);
+  return at + valueSize;
+}
+
+// A field has one form only, and its texts no zero character.
+bool isSound(const Field& field) {
+  if (!isType(field.type) || (field.wideKey && !isWide(field.key))) return false;
+  if (field.wideKey ? hasZeroUnit(field.key) : hasZero(field.key)) return false;
+  return field.type != Type::Str || !hasZeroUnit(field.value);
 }
 
 void putUnits(std::uint8_t* out, std::u16string_view text, bool wide) {
+  if (wide && laidOutAlike) {
+    std::copy_n(reinterpret_cast<const std::uint8_t*>(text.data()), text.size() * 2, out);
+    return;
+  }
   for (const char16_t unit : text) {
     *out++ = static_cast<std::uint8_t>(unit);
     if (wide) *out++ = static_cast<std::uint8_t>(unit >> 8);
@@ -153,10 +170,20 @@ bool isContainer(Bytes bytes) {
 }
 
 std::optional<Field> takeField(Bytes& fields) {
-  Bytes rest = fields;
-  const auto field = readField(rest);
-  if (field) fields = rest;
+  Field field;
+  const std::size_t size = cut(fields, field);
+  if (size == 0 || !isSound(field)) return {};
+  fields = fields.subspan(size);
   return field;
+}
+
+std::optional<Bytes> findField(Bytes fields, Type type, std::u16string_view key) {
+  Field field;
+  while (const std::size_t size = cut(fields, field)) {
+    if (field.HasKey(key)) return field.type == type ? std::optional(field.value) : std::nullopt;
+    fields = fields.subspan(size);
+  }
+  return {};
 }
 
 std::size_t putField(std::span<std::uint8_t> out, Type type, std::u16string_view key, Bytes value) {
@@ -187,6 +214,10 @@ void writeNumber(std::span<std::uint8_t> out, std::uint32_t number) {
 }
 
 void readText(Bytes bytes, std::span<char16_t> out) {
+  if (laidOutAlike && !out.empty()) {
+    std::memcpy(out.data(), bytes.data(), out.size_bytes());
+    return;
+  }
   for (std::size_t index = 0; index < out.size(); ++index) out[index] = unitAt(bytes, index);
 }
 

@@ -39,6 +39,11 @@ bool isContainer(Bytes bytes);
 // malformed; the bytes are then as they were.
 std::optional<Field> takeField(Bytes& fields);
 
+// The value of the first field with that key, where it has that type. The fields are those of a container
+// that has been checked, and not looked through again; of others it may deliver nonsense, but nothing from
+// beyond their end.
+std::optional<Bytes> findField(Bytes fields, Type type, std::u16string_view key);
+
 // Puts a field at the start of out. Returns its byte count; 0 where it does not fit or the key is too
 // long, and out then holds nothing of use.
 std::size_t putField(std::span<std::uint8_t> out, Type type, std::u16string_view key, Bytes value);
