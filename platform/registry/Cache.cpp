@@ -204,6 +204,14 @@ CachedNode* NodeCache::load(Moment& moment, const NodeRef& base, std::u16string_
   return &node;
 }
 
+std::uint64_t NodeCache::parentAt(const NodeRef& base, std::u16string_view path) const {
+  return m_parents.find(hashOf(base, path), base.id, path);
+}
+
+void NodeCache::keepParent(const NodeRef& base, std::u16string_view path, std::uint64_t id) {
+  m_parents.set(hashOf(base, path), base.id, path, id);
+}
+
 std::uint64_t ParentIds::find(std::uint64_t hash, std::uint64_t base, std::u16string_view path) const {
   const auto known = m_parents.find(hash);
   if (known == m_parents.end()) return 0;

@@ -109,6 +109,11 @@ public:
   // The same for a place in the cache where it was before: null also where that was given away.
   CachedNode* reopen(Moment& moment, std::uint64_t serial, std::uint64_t id);
 
+  // For a transaction, where only this part of the cache is in play: the id of the key at a path that had
+  // children, 0 where none is known, and to keep one. It must be a key of the store as committed.
+  std::uint64_t parentAt(const NodeRef& base, std::u16string_view path) const;
+  void keepParent(const NodeRef& base, std::u16string_view path, std::uint64_t id);
+
   // Tells this cache from every other one of the process.
   std::uint64_t id() const { return m_id; }
   void clear();

@@ -110,13 +110,18 @@ std::string readMarker(MDB_txn* txn, const Tables& tables) {
   return toHex(marker.substr(magic.size() + sizeof version));
 }
 
-std::uint64_t takeId(MDB_txn* txn, const Tables& tables) {
+std::uint64_t nextId(MDB_txn* txn, const Tables& tables) {
   const auto record = fetch(txn, tables.meta, nextIdKey);
   if (!record) throw Failure(ERROR_REGISTRY_CORRUPT);
   const std::string_view bytes = unsealed(*record);
   std::uint64_t id = 0;
   if (bytes.size() != sizeof id) throw Failure(ERROR_REGISTRY_CORRUPT);
   std::memcpy(&id, bytes.data(), sizeof id);
+  return id;
+}
+
+std::uint64_t takeId(MDB_txn* txn, const Tables& tables) {
+  std::uint64_t id = nextId(txn, tables);
   // A number that went with its transaction is not given again by this process, which may have a handle
   // with it.
   static std::atomic<std::uint64_t> s_next{firstFreeId};

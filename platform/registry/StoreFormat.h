@@ -37,6 +37,8 @@ Tables openTables(MDB_txn* txn);
 // Reads the marker; the store's id in hexadecimal. Failure where it is damaged or of another version.
 std::string readMarker(MDB_txn* txn, const Tables& tables);
 
+// The lowest id that no key has had up to now.
+std::uint64_t nextId(MDB_txn* txn, const Tables& tables);
 // Takes the next id; never one that a key had before, and none that this process ever took.
 std::uint64_t takeId(MDB_txn* txn, const Tables& tables);
 

@@ -96,6 +96,7 @@ void Moment::begin() {
 
 void ThreadState::beginScope(WriteScope& scope) {
   scope.thread = this;
+  forgetSeen();
   scope.process = processGeneration();
   scope.outer = this->scope();
   scope.failure = guarded([&] {
@@ -103,6 +104,8 @@ void ThreadState::beginScope(WriteScope& scope) {
     scope.store = scope.outer != nullptr ? scope.outer->store : m_store;
     if (scope.outer != nullptr && scope.outer->failure != 0) return scope.outer->failure;
     scope.txn = scope.store->begin(scope.outer != nullptr ? scope.outer->txn.get() : nullptr, 0);
+    scope.firstNewId =
+        scope.outer != nullptr ? scope.outer->firstNewId : nextId(scope.txn.get(), scope.store->tables());
     return ERROR_SUCCESS;
   });
   m_scope = &scope;
@@ -132,6 +135,7 @@ void ThreadState::endScope(WriteScope& scope) {
   }
   if (!contains(m_scope, scope)) return;  // it ended before
   forgetPositions();
+  forgetSeen();
   for (WriteScope* inner = m_scope;; inner = inner->outer) {
     inner->txn.reset();
     m_scope = inner->outer;
@@ -147,6 +151,7 @@ Writing::Writing() : m_store(ThreadState::get().store()), m_scope(ThreadState::g
     return;
   }
   if (m_scope->failure != 0) throw Failure(m_scope->failure);
+  ThreadState::get().forgetSeen();
   m_txn = m_scope->txn.get();
 }
 

@@ -18,6 +18,8 @@ struct WriteScope {
   TxnPtr txn;  // null where it could not begin, or once it ended
   WriteScope* outer = nullptr;
   LSTATUS failure = 0;  // the first one of its writes; nothing is kept after it
+  std::uint64_t firstNewId =
+      0;  // keys from here on may go with the transaction, and their ids be given again
   std::uint64_t process = 0;
   ThreadState* thread = nullptr;
 };
@@ -91,6 +93,18 @@ public:
     m_recent = {handle, rights, &node, node.serial(), OpenState(handle)};
   }
 
+  // The key as the innermost scope has it, null where it has none; good until something is written. The one
+  // read last is kept, since a write asks a parameter's key for many things first.
+  const NodeView* readInScope(const Tree& tree, const NodeRef& node) {
+    if (m_hasSeen && m_seen.header().id == node.id) return &m_seen;
+    m_hasSeen = false;
+    if (!tree.read(node, m_seen)) return nullptr;
+    m_hasSeen = true;
+    return &m_seen;
+  }
+  // Something is about to be written, or a scope begins or ends.
+  void forgetSeen() { m_hasSeen = false; }
+
   void beginScope(WriteScope& scope);
   LSTATUS commitScope(WriteScope& scope);
   // Takes back what was not committed, inner scopes first.
@@ -142,6 +156,8 @@ private:
   NodeCache m_cache;
   Recent m_recent;
   WriteScope* m_scope = nullptr;
+  bool m_hasSeen = false;
+  NodeView m_seen;
 };
 
 // A reader's look at the store for the length of one registry call. Inside a RegistryTransaction it sees
@@ -165,6 +181,8 @@ public:
   Moment& moment() { return m_moment; }
   ThreadState& thread() const { return m_thread; }
   bool isInTransaction() const { return m_inScope; }
+  // In a transaction only: what its keys' ids begin with, should it be taken back.
+  std::uint64_t firstNewId() const { return m_thread.scope()->firstNewId; }
 
 private:
   ThreadState& m_thread;

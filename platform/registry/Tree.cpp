@@ -106,16 +106,7 @@ std::optional<NodeRef> Tree::child(std::uint64_t parent, std::u16string_view nam
   return node;
 }
 
-std::optional<NodeRef> Tree::resolve(const NodeRef& base, std::u16string_view path) const {
-  std::optional<NodeRef> node = base;
-  for (const std::u16string_view part : splitPath(path)) {
-    node = child(node->id, part);
-    if (!node) return std::nullopt;
-  }
-  return node;
-}
-
-std::optional<Tree::Chain> Tree::resolveWithParent(const NodeRef& base, std::u16string_view path) const {
+std::optional<Tree::Chain> Tree::resolve(const NodeRef& base, std::u16string_view path) const {
   const auto parts = splitPath(path);
   if (parts.empty()) return Chain{find(base.place.owner()), base};
   Chain chain{{}, base};
@@ -202,7 +193,7 @@ NodeRef Tree::addChild(const NodeRef& parent, std::u16string_view name, bool isV
 void Tree::remove(const NodeRef& base, std::u16string_view path) {
   // Children are no proof: another process may have given the number of a key that was taken back.
   if (NodeView view; !read(base, view)) throw Failure(ERROR_KEY_DELETED);
-  const auto chain = resolveWithParent(base, path);
+  const auto chain = resolve(base, path);
   if (!chain) throw Failure(ERROR_FILE_NOT_FOUND);
   if (edit(chain->node).header.subKeys != 0) throw Failure(ERROR_ACCESS_DENIED);
   dropKey(chain->parent, chain->node);

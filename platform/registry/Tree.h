@@ -45,8 +45,13 @@ public:
   bool read(const NodeRef& node, NodeView& view) const;
   // The child of that name.
   std::optional<NodeRef> child(std::uint64_t parent, std::u16string_view name) const;
-  // The key at a path below another; none where a level is missing. Throws Failure for a bad path.
-  std::optional<NodeRef> resolve(const NodeRef& base, std::u16string_view path) const;
+  struct Chain {
+    NodeRef parent;
+    NodeRef node;
+  };
+  // The key at a path below another, and the key above it; none where a level is missing. Throws Failure for
+  // a bad path.
+  std::optional<Chain> resolve(const NodeRef& base, std::u16string_view path) const;
   // A value that lies outside its key's record.
   std::optional<OutsideValue> outside(std::uint64_t node, std::string_view folded) const;
 
@@ -65,14 +70,8 @@ public:
 
 private:
   enum class Kind : std::uint8_t { SubKeyName = 1, ValueName = 2, ValueData = 3 };
-  struct Chain {
-    NodeRef parent;
-    NodeRef node;
-  };
-
   NodeRecord edit(const NodeRef& node) const;
   void save(const NodeRef& node, NodeRecord& record);
-  std::optional<Chain> resolveWithParent(const NodeRef& base, std::u16string_view path) const;
   NodeRef find(std::uint64_t id) const;
   NodeRef addChild(const NodeRef& parent, std::u16string_view name, bool isVolatile);
   void dropKey(const NodeRef& parent, const NodeRef& node);

@@ -68,13 +68,13 @@ public:
     search(handle, need);
   }
 
-  const NodeView& view() const { return m_cached != nullptr ? m_cached->view() : *m_own; }
+  const NodeView& view() const { return m_cached != nullptr ? m_cached->view() : *m_inScope; }
 
   bool value(const FoldedName& name, ValueRef& value) {
     if (m_cached != nullptr) [[likely]]
       return m_cached->value(m_reading.moment(), name.view(), value);
-    if (m_own->find(name.view(), value)) return true;
-    const auto outside = m_reading.tree().outside(m_own->header().id, name.view());
+    if (m_inScope->find(name.view(), value)) return true;
+    const auto outside = m_reading.tree().outside(m_inScope->header().id, name.view());
     if (outside) value = {outside->type, outside->data};
     return outside.has_value();
   }
@@ -86,7 +86,8 @@ private:
     if (!m_reading.isInTransaction() && openByHint(handle, need)) return;
     const OpenKey key = target(handle, need);
     if (m_reading.isInTransaction()) {
-      if (!m_reading.tree().read(key.node, m_own.emplace())) throw Failure(ERROR_KEY_DELETED);
+      m_inScope = m_reading.thread().readInScope(m_reading.tree(), key.node);
+      if (m_inScope == nullptr) throw Failure(ERROR_KEY_DELETED);
       return;
     }
     m_cached = m_reading.thread().cache().open(m_reading.moment(), key.node);
@@ -109,14 +110,34 @@ private:
 
   Reading m_reading;
   CachedNode* m_cached = nullptr;
-  std::optional<NodeView> m_own;  // in a transaction, where the cache is out of play
+  const NodeView* m_inScope = nullptr;  // in a transaction, where the cache is out of play
 };
+
+// The key at a path as the transaction has it. Most of the way is spared where the key above was found
+// before; ParentIds says why what is below it proves it right.
+std::optional<NodeRef> findInTransaction(const Reading& reading, const NodeRef& base,
+                                         std::u16string_view path) {
+  if (path.empty()) return base;
+  const Tree tree = reading.tree();
+  NodeCache& cache = reading.thread().cache();
+  const std::size_t end = path.rfind(u'\\');
+  const std::u16string_view above = path.substr(0, end == std::u16string_view::npos ? 0 : end);
+  const std::u16string_view leaf = path.substr(end + 1);  // the whole path where it is one name
+  const bool isPlain = !above.empty() && !leaf.empty() && leaf.size() <= maxKeyName;
+  if (const std::uint64_t known = isPlain ? cache.parentAt(base, above) : 0; known != 0) {
+    if (const auto node = tree.child(known, leaf)) return node;
+  }
+  const auto chain = tree.resolve(base, path);
+  if (!chain) return std::nullopt;
+  if (isPlain && chain->parent.id < reading.firstNewId()) cache.keepParent(base, above, chain->parent.id);
+  return chain->node;
+}
 
 LSTATUS openInTransaction(const Reading& reading, const NodeRef& base, std::u16string_view path,
                           REGSAM rights, HKEY* result) {
   NodeView view;
   if (!reading.tree().read(base, view)) return ERROR_KEY_DELETED;
-  const auto node = reading.tree().resolve(base, path);
+  const auto node = findInTransaction(reading, base, path);
   if (!node) return ERROR_FILE_NOT_FOUND;
   *result = makeHandle(*node, rights, {});
   return ERROR_SUCCESS;

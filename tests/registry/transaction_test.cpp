@@ -84,6 +84,23 @@ TEST_F(RegistryTransactions, InnerOnesTakeBackTheirOwnWritesAlone) {
   EXPECT_EQ(outside(u"outer") + outside(u"kept") + outside(u"dropped"), "13");
 }
 
+// What a transaction remembers of paths must not outlive the keys.
+TEST_F(RegistryTransactions, FindKeysThatWereMadeAnewOnTheWay) {
+  ASSERT_EQ(Key::create(m_key, u"a\\b\\old").status(), 0);
+  RegistryTransaction transaction;
+  ASSERT_EQ(Key::open(m_key, u"a\\b\\old").status(), 0);
+  ASSERT_EQ(RegDeleteKeyW(m_key, u"a\\b\\old"), 0);
+  EXPECT_EQ(Key::open(m_key, u"a\\b\\old").status(), ERROR_FILE_NOT_FOUND);
+  ASSERT_EQ(RegDeleteKeyW(m_key, u"a\\b"), 0);
+  ASSERT_EQ(Key::create(m_key, u"a\\b\\new").status(), 0);
+  EXPECT_EQ(Key::open(m_key, u"a\\b\\new").status(), 0);
+  EXPECT_EQ(Key::open(m_key, u"a\\b\\old").status(), ERROR_FILE_NOT_FOUND);
+  EXPECT_EQ(Key::open(m_key, u"a\\b\\").status(), 0);
+  EXPECT_EQ(Key::open(m_key, u"a\\\\b\\NEW").status(), 0);
+  EXPECT_EQ(transaction.Commit(), 0);
+  EXPECT_EQ(Key::open(m_key, u"a\\b\\new").status(), 0);
+}
+
 TEST_F(RegistryTransactions, AnOuterOneEndsItsInnerOnes) {
   RegistryTransaction outer;
   ASSERT_EQ(setValue(m_key, u"outer", "1"), 0);
