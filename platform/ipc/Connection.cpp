@@ -8,6 +8,7 @@ Connected Connection::connect(const char16_t* server, std::int32_t timeout) {
   drop();
   m_reader.clear();
   Deadline deadline(timeout);
+  (void)deadline.left();  // the look-up of a name counts
   Connected result = connectTo(server, deadline, m_reader);
   m_stream = std::move(result.stream);
   m_frameLimit = result.frameLimit;

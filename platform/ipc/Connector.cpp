@@ -16,7 +16,7 @@ namespace {
 
 using AddressList = std::unique_ptr<addrinfo, decltype(&::freeaddrinfo)>;
 
-std::int32_t connectUnix(const std::string& path, Socket& socket, const Deadline& deadline) {
+std::int32_t connectUnix(const std::string& path, Socket& socket, Deadline& deadline) {
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
   std::copy(path.begin(), path.end(), address.sun_path);
@@ -37,8 +37,7 @@ std::int32_t lookUp(const Endpoint& endpoint, AddressList& list, std::string& de
 }
 
 // The host's addresses in turn; the error is that of the last.
-std::int32_t connectHost(const Endpoint& endpoint, Socket& socket, const Deadline& deadline,
-                         std::string& detail) {
+std::int32_t connectHost(const Endpoint& endpoint, Socket& socket, Deadline& deadline, std::string& detail) {
   AddressList list(nullptr, &::freeaddrinfo);
   std::int32_t error = lookUp(endpoint, list, detail);
   for (const addrinfo* at = list.get(); at != nullptr; at = at->ai_next) {

@@ -9,28 +9,35 @@ namespace ipc {
 
 class Deadline {
 public:
-  // From now on; below 1 millisecond means without limit.
-  explicit Deadline(std::int32_t milliseconds)
-      : m_whole(std::max(milliseconds, 0)), m_end(Clock::now() + std::chrono::milliseconds(m_whole)) {}
+  // From the first question about it on, before which nothing is waited for: an operation that finds all it
+  // needs spares the look at the clock. Below 1 millisecond means without limit.
+  explicit Deadline(std::int32_t milliseconds) : m_whole(std::max(milliseconds, 0)) {}
 
   // What is left, as poll takes it: milliseconds rounded up, 0 when it has passed, -1 without limit.
-  int left() const {
+  int left() {
     if (m_whole == 0) return -1;
+    begin();
     const auto rest = std::chrono::ceil<std::chrono::milliseconds>(m_end - Clock::now()).count();
     return static_cast<int>(std::max<std::int64_t>(rest, 0));
   }
-  // The whole time, the first time that it is asked for, when it has hardly begun; then -1. Spares the
-  // first wait the look at the clock.
+  // The whole time, where this is the first question; else -1. Spares the first wait a second look.
   std::int32_t takeWhole() {
-    const std::int32_t whole = m_taken ? -1 : m_whole;
-    m_taken = true;
-    return whole;
+    if (m_begun) return -1;
+    begin();
+    return m_whole;
   }
 
 private:
   using Clock = std::chrono::steady_clock;
+
+  void begin() {
+    if (m_begun) return;
+    m_begun = true;
+    m_end = Clock::now() + std::chrono::milliseconds(m_whole);
+  }
+
   std::int32_t m_whole;
-  bool m_taken = false;
+  bool m_begun = false;
   Clock::time_point m_end;
 };
 

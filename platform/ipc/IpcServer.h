@@ -69,6 +69,21 @@ public:
   virtual void reject(std::int32_t code) = 0;
 };
 
+// While one is alive, the answers that its thread gives are kept, and go to the connections' threads together
+// at its end: each of those is woken once, not for every answer. One at a time in a thread.
+class JointAnswers {
+public:
+  JointAnswers();
+  ~JointAnswers();
+  JointAnswers(const JointAnswers&) = delete;
+  JointAnswers& operator=(const JointAnswers&) = delete;
+
+  struct Kept;  // inner
+
+private:
+  std::unique_ptr<Kept> m_kept;
+};
+
 // What a service must do. Calls come from the I/O threads, several at a time.
 class Service {
 public:

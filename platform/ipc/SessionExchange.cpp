@@ -1,24 +1,51 @@
 #include "platform/ipc/SessionExchange.h"
 
+#include <algorithm>
+#include <functional>
 #include <utility>
+#include <vector>
 
 #include "platform/ipc/Errors.h"
 
 namespace ipc {
 
+// Answers by the thread that they go to.
+struct JointAnswers::Kept {
+  std::vector<std::pair<Worker*, Worker::Tasks>> answers;
+
+  void add(Worker& worker, std::function<void()> answer) {
+    const auto isFor = [&worker](const auto& entry) { return entry.first == &worker; };
+    auto place = std::find_if(answers.begin(), answers.end(), isFor);
+    if (place == answers.end()) place = answers.insert(place, {&worker, {}});
+    place->second.push_back(std::move(answer));
+  }
+};
+
 namespace {
+
+thread_local JointAnswers::Kept* t_kept = nullptr;
+
+}  // namespace
+
+JointAnswers::JointAnswers() : m_kept(std::make_unique<Kept>()) {
+  t_kept = m_kept.get();
+}
+
+// Each answer holds its session, and that its worker.
+JointAnswers::~JointAnswers() {
+  t_kept = nullptr;
+  for (auto& [worker, answers] : m_kept->answers) worker->postAll(std::move(answers));
+}
 
 // On the session's thread at once, from any other one behind what is going on there.
 template <class Task>
-void runOn(const std::shared_ptr<Session>& session, Task&& task) {
-  if (session->worker().isThisThread()) {
-    task(*session);
-  } else {
-    session->worker().post([session, task = std::forward<Task>(task)]() mutable { task(*session); });
-  }
+void SessionExchange::run(Task&& task) {
+  Worker& worker = m_session->worker();
+  if (worker.isThisThread()) return task(*m_session);
+  auto answer = [session = m_session, task = std::forward<Task>(task)]() mutable { task(*session); };
+  if (t_kept != nullptr) return t_kept->add(worker, std::move(answer));
+  worker.post(std::move(answer));
 }
-
-}  // namespace
 
 void SessionExchange::accept() {
   acceptEach({});
@@ -27,7 +54,7 @@ void SessionExchange::accept() {
 void SessionExchange::accept(std::span<const std::uint8_t> reply) {
   if (!takeTurn()) return;
   if (m_session->worker().isThisThread()) return m_session->accept(m_frame.id, reply);
-  runOn(m_session, [id = m_frame.id, copy = Bytes(reply.begin(), reply.end())](Session& session) {
+  run([id = m_frame.id, copy = Bytes(reply.begin(), reply.end())](Session& session) {
     session.accept(id, copy);
   });
 }
@@ -42,7 +69,7 @@ void SessionExchange::accept(std::vector<Bytes> replies) {
 
 void SessionExchange::acceptEach(NextReply next) {
   if (!takeTurn()) return;
-  runOn(m_session, [id = m_frame.id, next = std::move(next)](Session& session) mutable {
+  run([id = m_frame.id, next = std::move(next)](Session& session) mutable {
     session.acceptEach(id, std::move(next));
   });
 }
@@ -50,8 +77,7 @@ void SessionExchange::acceptEach(NextReply next) {
 void SessionExchange::reject(std::int32_t code) {
   if (!takeTurn()) return;
   const auto sum = static_cast<std::uint32_t>(serviceErrors) + static_cast<std::uint32_t>(code);
-  runOn(m_session,
-        [id = m_frame.id, sum](Session& session) { session.reject(id, static_cast<std::int32_t>(sum)); });
+  run([id = m_frame.id, sum](Session& session) { session.reject(id, static_cast<std::int32_t>(sum)); });
 }
 
 }  // namespace ipc

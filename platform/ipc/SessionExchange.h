@@ -42,6 +42,8 @@ public:
   void reject(std::int32_t code) override;
 
 private:
+  template <class Task>
+  void run(Task&& task);
   bool takeTurn() { return !m_answered.exchange(true, std::memory_order_relaxed); }
 
   const std::shared_ptr<Session> m_session;

@@ -86,7 +86,7 @@ void Socket::tuneTcp() const {
             (keepIdleSeconds + keepCount * keepIntervalSeconds) * 1000);
 }
 
-std::int32_t Socket::connect(const sockaddr* address, socklen_t size, const Deadline& deadline) {
+std::int32_t Socket::connect(const sockaddr* address, socklen_t size, Deadline& deadline) {
   close();
   m_receiveLimit = 0;
   m_descriptor = ::socket(address->sa_family, SOCK_STREAM | SOCK_CLOEXEC, 0);
@@ -101,7 +101,7 @@ std::int32_t Socket::connect(const sockaddr* address, socklen_t size, const Dead
   }
 }
 
-std::int32_t Socket::wait(short events, const Deadline& deadline) const {
+std::int32_t Socket::wait(short events, Deadline& deadline) const {
   for (;;) {
     pollfd entry{m_descriptor, events, 0};
     const int ready = ::poll(&entry, 1, deadline.left());

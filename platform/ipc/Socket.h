@@ -23,7 +23,7 @@ public:
   Socket& operator=(Socket&& other) noexcept;
 
   // Closes what was open before. The socket does not pass to programs that this process starts.
-  std::int32_t connect(const sockaddr* address, socklen_t size, const Deadline& deadline);
+  std::int32_t connect(const sockaddr* address, socklen_t size, Deadline& deadline);
 
   // Sends all of the bytes; the vectors are used up. Sent is what has gone out also on failure.
   std::int32_t send(std::span<iovec> bytes, std::size_t& sent, Deadline& deadline);
@@ -37,7 +37,7 @@ public:
   void close();
 
 private:
-  std::int32_t wait(short events, const Deadline& deadline) const;
+  std::int32_t wait(short events, Deadline& deadline) const;
   void limitBlocking(int option, std::int32_t milliseconds) const;
   void tuneTcp() const;
 

@@ -7,10 +7,12 @@
 #include <asio/io_context.hpp>
 #include <asio/post.hpp>
 #include <exception>
+#include <functional>
 #include <mutex>
 #include <optional>
 #include <thread>
 #include <utility>
+#include <vector>
 
 #include "platform/support/Trace.h"
 #include "platform/support/UnicodeString.h"
@@ -37,6 +39,13 @@ public:
     const std::lock_guard lock(m_mutex);
     if (!m_finished) asio::post(m_context, std::forward<Task>(task));
   }
+  // Several at once, in their order; one that fails takes no other with it.
+  using Tasks = std::vector<std::function<void()>>;
+  void postAll(Tasks tasks) {
+    post([tasks = std::move(tasks)] {
+      for (const auto& task : tasks) guard(task);
+    });
+  }
   // Waits until no handler is left; everything that could start another must be closed.
   void finish() {
     m_work.reset();
@@ -48,16 +57,20 @@ public:
   }
 
 private:
-  // A handler that fails, for want of memory, takes no other connection with it.
+  // A handler that fails, for want of memory, takes no other connection with it. False where it failed.
+  template <class Task>
+  static bool guard(const Task& task) {
+    try {
+      task();
+      return true;
+    } catch (const std::exception& error) {
+      _DbgSetLine(u"platform\\ipc", __LINE__, u'E');
+      _DbgOut(u"A connection's handler failed: %s", UnicodeString(error.what()));
+      return false;
+    }
+  }
   void run() {
-    for (;;) {
-      try {
-        m_context.run();
-        return;
-      } catch (const std::exception& error) {
-        _DbgSetLine(u"platform\\ipc", __LINE__, u'E');
-        _DbgOut(u"A connection's handler failed: %s", UnicodeString(error.what()));
-      }
+    while (!guard([this] { m_context.run(); })) {
     }
   }
 
