@@ -1,5 +1,7 @@
 // The GetPar family: one read, to which each form brings the place of its value.
 #include <algorithm>
+#include <array>
+#include <cstring>
 #include <optional>
 
 #include "platform/registry/RegistryView.h"
@@ -16,8 +18,7 @@ using client::ReadForm;
 constexpr std::int32_t valueMissing = 12;
 constexpr std::int32_t typeUnknown = 13;
 
-// Characters that the string form offers the master, and the bytes that it takes from it.
-constexpr std::int32_t remoteTextRoom = 2048;
+// Bytes that the string form takes from the master.
 constexpr std::uint32_t remoteTextLimit = 2048;
 
 class StringForm : public ReadForm {
@@ -27,10 +28,10 @@ public:
   bool IsNull() const override { return false; }
   bool Read(RgNode& node, const char16_t* name) override { return node.GetValue(name, m_value); }
   void* OpenBuffer() override {
-    m_value.Empty();  // what a reply without a terminator must not run on into
-    return m_value.GetBuffer(remoteTextRoom);
+    std::memset(m_room.data(), 0, sizeof m_room);  // a reply may come without a terminator
+    return m_room.data();
   }
-  void CloseBuffer() override { m_value.ReleaseBuffer(-1); }
+  void CloseBuffer() override { m_value = m_room.data(); }
   UnicodeString Text() const override { return m_value; }
   bool SetText(UnicodeString&& text) override {
     m_value = std::move(text);
@@ -39,6 +40,7 @@ public:
 
 private:
   UnicodeString& m_value;
+  std::array<char16_t, remoteTextLimit / sizeof(char16_t) + 1> m_room;  // filled for a remote read only
 };
 
 class BufferForm : public ReadForm {
