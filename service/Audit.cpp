@@ -9,7 +9,6 @@
 #include <charconv>
 #include <chrono>
 #include <cmath>
-#include <cstdio>
 #include <cstring>
 #include <ctime>
 
@@ -23,17 +22,25 @@ namespace {
 constexpr std::size_t shownBytes = 512;         // of a value
 constexpr std::size_t mostWaiting = 4U << 20U;  // bytes
 
+// A second in letters, which many lines have in common.
+struct SecondText {
+  explicit SecondText(std::time_t time) : second(time) {
+    std::tm parts{};
+    ::gmtime_r(&second, &parts);
+    text.resize(std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%S", &parts));
+  }
+  std::time_t second;
+  std::string text = std::string(32, '\0');
+};
+
 std::string timeNow() {
   using std::chrono::system_clock;
   const auto now = std::chrono::time_point_cast<std::chrono::milliseconds>(system_clock::now());
-  const std::time_t seconds = system_clock::to_time_t(now);
-  std::tm parts{};
-  ::gmtime_r(&seconds, &parts);
-  std::array<char, 40> text{};
-  const std::size_t length = std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%S", &parts);
-  const auto milli = static_cast<int>(now.time_since_epoch().count() % 1000);
-  (void)std::snprintf(text.data() + length, text.size() - length, ".%03dZ", milli);
-  return text.data();
+  const std::time_t second = system_clock::to_time_t(now);
+  thread_local SecondText last(second);
+  if (last.second != second) last = SecondText(second);
+  const std::string milli = std::to_string(1000 + now.time_since_epoch().count() % 1000);
+  return last.text + "." + milli.substr(1) + "Z";
 }
 
 const char* kindName(ipc::Peer::Kind kind) {

@@ -28,7 +28,7 @@ public:
     auto path = tree.Within(m_named);
     if (!path) return outsideTree;
     deed.path = *path;
-    replies.clear();
+    replies.Clear();
     return ApplyTo(std::move(*path));
   }
 
@@ -102,7 +102,7 @@ private:
     Node node;
     if (!node.Init(std::move(path), true, false)) return node.GetRetCode();
     const std::int16_t existed = node.IsNodeCreated() ? 0 : 1;
-    addReply(replies, 0, [existed](DfsBin& reply) { telegram::add(reply, key::chkExist, existed); });
+    replies.Add(0, [existed](DfsBin& reply) { telegram::add(reply, key::chkExist, existed); });
     return accepted;
   }
 };

@@ -140,14 +140,15 @@ bool ParameterService::IsLong(const ipc::Exchange& exchange, Request request) {
 
 void ParameterService::AnswerRead(ipc::Exchange& exchange, Request request) {
   Fields fields(exchange.data());
-  Replies replies;
+  thread_local Replies replies;
+  replies.Clear();
   const Code code = operationOf(request).read(ThreadTree(), fields, replies);
   if (code != accepted) {
     exchange.reject(code);
-  } else if (replies.size() == 1) {
-    exchange.accept(replies.front());
+  } else if (replies.Count() == 1) {
+    exchange.accept(replies.At(0));
   } else {
-    exchange.accept(std::move(replies));
+    accept(exchange, std::exchange(replies, {}));
   }
 }
 

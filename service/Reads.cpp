@@ -29,7 +29,7 @@ Code describeChild(const UnicodeString& parent, const UnicodeString& name, Repli
   Node child;
   if (!child.Init(parent + u"\\" + name, false, false)) return child.GetRetCode();
   const auto mark = [&child](const char16_t* flag) { return static_cast<std::int16_t>(child.Has(flag)); };
-  const bool fits = addReply(replies, bytesOf(name), [&](DfsBin& reply) {
+  const bool fits = replies.Add(bytesOf(name), [&](DfsBin& reply) {
     telegram::add(reply, key::nodeName, name);
     telegram::add(reply, key::subNodeCnt, static_cast<std::int32_t>(child.GetSubNodeCnt()));
     telegram::add(reply, key::valueCnt, static_cast<std::int32_t>(child.GetValCnt()));
@@ -47,7 +47,7 @@ struct Property {
 
 bool addProperty(Replies& replies, std::uint16_t nodeLetter, const Property& property) {
   const auto size = static_cast<std::int32_t>(property.value.size());
-  return addReply(replies, bytesOf(property.name) + property.value.size(), [&](DfsBin& reply) {
+  return replies.Add(bytesOf(property.name) + property.value.size(), [&](DfsBin& reply) {
     telegram::add(reply, key::propName, property.name);
     telegram::add(reply, key::size, size);
     telegram::add(reply, key::regType, static_cast<std::int32_t>(property.registryType));
@@ -59,10 +59,16 @@ bool addProperty(Replies& replies, std::uint16_t nodeLetter, const Property& pro
 }  // namespace
 
 Code readParameter(Tree& tree, Fields& fields, Replies& replies) {
-  const ParameterName name{fields.Text(key::topic), fields.Text(key::par)};
+  // Kept by the thread, so that the read of a parameter asks for no memory.
+  thread_local ParameterName name;
+  thread_local OverrideNames overrides;
+  thread_local Bytes value;
+  fields.Take(key::topic, name.topic);
+  fields.Take(key::par, name.par);
   const std::uint16_t letter = fields.Letter();
-  const OverrideNames overrides{fields.Text(key::oWorkstat), fields.Text(key::oUser),
-                                fields.Text(key::oInstance)};
+  fields.Take(key::oWorkstat, overrides.workstation);
+  fields.Take(key::oUser, overrides.user);
+  fields.Take(key::oInstance, overrides.instance);
   const std::int32_t noErrMsg = fields.Number(key::noErrMsg);
   if (!fields.IsComplete()) return badTelegram;
   const Form* const form = findForm(letter);
@@ -71,10 +77,10 @@ Code readParameter(Tree& tree, Fields& fields, Replies& replies) {
     return typeUnknown;
   }
   tree.Select(overrides);
-  Bytes value;
   if (const Code code = form->read(tree, name, noErrMsg, value); code != accepted) return code;
-  const bool fits = addReply(replies, value.size(), [&value](DfsBin& reply) {
-    telegram::add(reply, key::binary, value.data(), static_cast<std::int64_t>(value.size()));
+  const View found(value);
+  const bool fits = replies.Add(found.size(), [found](DfsBin& reply) {
+    telegram::add(reply, key::binary, found.data(), static_cast<std::int64_t>(found.size()));
   });
   return fits ? accepted : tooLarge;
 }
@@ -85,7 +91,7 @@ Code listNodes(Tree& tree, Fields& fields, Replies& replies) {
   const RegistryView moment;
   Node node;
   if (const Code code = openNode(tree, named, node); code != accepted) return code;
-  replies.reserve(node.GetSubNodeCnt());
+  replies.Reserve(node.GetSubNodeCnt());
   UnicodeString name;
   while (node.GetNextSubNode(name)) {
     if (const Code code = describeChild(node.GetNodePath(), name, replies); code != accepted) return code;
@@ -100,7 +106,7 @@ Code listProperties(Tree& tree, Fields& fields, Replies& replies) {
   Node node;
   if (const Code code = openNode(tree, named, node); code != accepted) return code;
   const std::uint16_t nodeLetter = node.TypeLetter();
-  replies.reserve(node.GetValCnt());
+  replies.Reserve(node.GetValCnt());
   Bytes room(node.GetMaxValDataLen() + 1);
   Property property;
   for (;;) {
@@ -119,8 +125,8 @@ std::uint32_t countListed(Tree& tree, Fields& fields, telegram::Request request)
 
 Code tellSpace(Tree& tree, Fields& /*fields*/, Replies& replies) {
   const UnicodeString& space = tree.GetPrcSpaceName();
-  const bool fits = addReply(replies, bytesOf(space),
-                             [&space](DfsBin& reply) { telegram::add(reply, key::prcSpace, space); });
+  const bool fits =
+      replies.Add(bytesOf(space), [&space](DfsBin& reply) { telegram::add(reply, key::prcSpace, space); });
   return fits ? accepted : tooLarge;
 }
 
@@ -130,8 +136,8 @@ Code tellVersion(Tree& /*tree*/, Fields& /*fields*/, Replies& replies) {
   text.Format(u"%d.%d.%d", static_cast<std::int32_t>(version >> 24U),
               static_cast<std::int32_t>(version >> 16U & 0xFFU),
               static_cast<std::int32_t>(version & 0xFFFFU));
-  const bool fits = addReply(replies, bytesOf(text),
-                             [&text](DfsBin& reply) { telegram::add(reply, key::masterVersion, text); });
+  const bool fits =
+      replies.Add(bytesOf(text), [&text](DfsBin& reply) { telegram::add(reply, key::masterVersion, text); });
   return fits ? accepted : tooLarge;
 }
 

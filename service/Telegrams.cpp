@@ -12,8 +12,14 @@ Value Fields::Keep(bool found, Value&& value) {
 
 UnicodeString Fields::Text(telegram::Key<telegram::Wire::Str> key) {
   UnicodeString text;
+  Take(key, text);
+  return text;
+}
+
+void Fields::Take(telegram::Key<telegram::Wire::Str> key, UnicodeString& text) {
   const bool found = telegram::get(m_fields, key, text);
-  return Keep(found && text.View().find(u'\0') == std::u16string_view::npos, std::move(text));
+  if (!found) text.Empty();
+  m_complete = m_complete && found && text.View().find(u'\0') == std::u16string_view::npos;
 }
 
 std::int32_t Fields::Number(telegram::Key<telegram::Wire::I4> key) {
@@ -47,6 +53,22 @@ Bytes Fields::SizedBinary() {
   const std::int32_t size = Number(telegram::key::size);
   Bytes bytes = Binary(telegram::key::binary);
   return Keep(size >= 0 && static_cast<std::size_t>(size) == bytes.size(), std::move(bytes));
+}
+
+void Replies::Clear() {
+  constexpr std::size_t keptBytes = 64U << 10U;
+  if (m_bytes.capacity() > keptBytes) return void(*this = {});
+  m_bytes.clear();
+  m_ends.clear();
+}
+
+void accept(ipc::Exchange& exchange, Replies replies) {
+  exchange.acceptEach([replies = std::move(replies), at = std::size_t{0}](Bytes& reply) mutable {
+    if (at == replies.Count()) return false;
+    const View next = replies.At(at++);
+    reply.assign(next.begin(), next.end());
+    return true;
+  });
 }
 
 }  // namespace service

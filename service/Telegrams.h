@@ -5,6 +5,7 @@
 #include <span>
 #include <vector>
 
+#include "platform/ipc/IpcServer.h"
 #include "platform/support/Dfs.h"
 #include "service/Forms.h"
 #include "src/telegrams.h"
@@ -22,6 +23,8 @@ public:
 
   // A text with a zero character in it, which no client can have meant, counts as missing.
   UnicodeString Text(telegram::Key<telegram::Wire::Str> key);
+  // The same into a text that has its memory already.
+  void Take(telegram::Key<telegram::Wire::Str> key, UnicodeString& text);
   std::int32_t Number(telegram::Key<telegram::Wire::I4> key);
   bool Flag(telegram::Key<telegram::Wire::I2> key);
   Bytes Binary(telegram::Key<telegram::Wire::Bin> key);
@@ -38,26 +41,43 @@ private:
   bool m_complete;
 };
 
-// What a handler answers with, in the order in which it goes out.
-using Replies = std::vector<Bytes>;
+// What a handler answers with, in the order in which it goes out. All replies lie in one piece of memory.
+class Replies {
+public:
+  std::size_t Count() const { return m_ends.size(); }
+  View At(std::size_t index) const {
+    const std::size_t begin = index == 0 ? 0 : m_ends[index - 1];
+    return View(m_bytes).subspan(begin, m_ends[index] - begin);
+  }
+  void Reserve(std::size_t count) { m_ends.reserve(count); }
+  // Keeps the memory for the next answer, unless it is much.
+  void Clear();
 
-// Bytes of one reply at most: what a frame takes, less its header.
-inline constexpr std::size_t replyRoom = (1U << 20U) - 256;
+  // Appends a reply with the fields that the filler adds, which need no more than that many bytes of texts
+  // and values. False, with nothing appended, where that is more than a reply takes.
+  template <class Fill>
+  bool Add(std::size_t contents, const Fill& fill) {
+    if (contents + overhead > room) return false;
+    const std::size_t begin = m_bytes.size();
+    m_bytes.resize(begin + contents + overhead);
+    DfsBin fields;
+    fields.AssignEmptyBuffer(m_bytes.data() + begin, static_cast<std::int64_t>(contents + overhead), false);
+    fill(fields);
+    const bool fits = !fields.HasOverflow();
+    m_bytes.resize(begin + (fits ? static_cast<std::size_t>(fields.GetDataSize()) : 0));
+    if (fits) m_ends.push_back(m_bytes.size());
+    return fits;
+  }
 
-// Appends a reply with the fields that the filler adds, which need no more than that many bytes of texts
-// and values. False, with nothing appended, where that is more than a reply takes.
-template <class Fill>
-bool addReply(Replies& replies, std::size_t contents, const Fill& fill) {
-  constexpr std::size_t overhead = 256;  // header, keys and counts of the fields of any reply
-  if (contents + overhead > replyRoom) return false;
-  Bytes bytes(contents + overhead);
-  DfsBin fields;
-  fields.AssignEmptyBuffer(bytes.data(), static_cast<std::int64_t>(bytes.size()), false);
-  fill(fields);
-  if (fields.HasOverflow()) return false;
-  bytes.resize(static_cast<std::size_t>(fields.GetDataSize()));
-  replies.push_back(std::move(bytes));
-  return true;
-}
+private:
+  static constexpr std::size_t room = (1U << 20U) - 256;  // what a frame takes, less its header
+  static constexpr std::size_t overhead = 256;  // header, keys and counts of the fields of any reply
+
+  Bytes m_bytes;
+  std::vector<std::size_t> m_ends;
+};
+
+// Answers with the verdict "done" and the replies.
+void accept(ipc::Exchange& exchange, Replies replies);
 
 }  // namespace service

@@ -69,6 +69,7 @@ void Writer::Process(std::span<Pending> group) {
     for (Pending& pending : group) Keep({&pending, 1});
   }
   Record(group);
+  const ipc::JointAnswers together;
   for (Pending& pending : group) Answer(pending);
 }
 
@@ -114,7 +115,7 @@ void Writer::Answer(Pending& pending) {
   if (pending.verdict != accepted) {
     pending.exchange->reject(pending.verdict);
   } else {
-    pending.exchange->accept(std::move(pending.change->replies));
+    accept(*pending.exchange, std::move(pending.change->replies));
   }
   pending = {};
 }
