@@ -169,12 +169,12 @@ bool writeAll(std::vector<std::unique_ptr<Writer>>& writers, const std::vector<A
 }
 
 // The time of one write is that of all, divided: what a writer waits is as many times more as there are.
-void addWrites(RemoteLab& lab, std::size_t count) {
-  addRow("sps/remote-set/" + std::to_string(count),
-         [&lab, count](benchmark::State& state, const std::string&) {
+void addWrites(RemoteLab& lab, const std::string& shape, std::uint32_t size, std::size_t count) {
+  addRow("sps/remote-set/" + shape + "/" + std::to_string(count),
+         [&lab, size, count](benchmark::State& state, const std::string&) {
            stayOn(clientProcessor);
-           lab.useService(hundredThousand, Place::Apart);
-           const std::vector<Access>& places = lab.local().writeOrder(hundredThousand);
+           lab.useService(size, Place::Apart);
+           const std::vector<Access>& places = lab.local().writeOrder(size);
            std::vector<std::unique_ptr<Writer>> writers;
            while (writers.size() < count) writers.push_back(std::make_unique<Writer>(lab.endpoint()));
            for ([[maybe_unused]] auto iteration : state) {
@@ -240,7 +240,8 @@ void addLongRows(RemoteLab& lab) {
 
 void registerRemote(RemoteLab& lab) {
   for (const auto& [name, place] : arrangements) addReads(lab, name, place);
-  for (const std::size_t count : {1, 8, 64}) addWrites(lab, count);
+  for (const std::size_t count : {1, 8, 64}) addWrites(lab, "1k", thousand, count);
+  for (const std::size_t count : {1, 64}) addWrites(lab, "100k", hundredThousand, count);
   addLongRows(lab);
 }
 

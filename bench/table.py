@@ -36,9 +36,10 @@ BOUNDS = {
     ("sps/remote-get/unix/two-cores", "redis/remote-get/unix/two-cores"): 1.0,
     ("sps/remote-get/tls/same-core", "sps/remote-get/unix/same-core"): None,
     ("sps/remote-get/tls/two-cores", "sps/remote-get/unix/two-cores"): None,
-    ("sps/remote-set/8", "sps/remote-set/1"): None,
+    ("sps/remote-set/1k/8", "sps/remote-set/1k/1"): None,
     # Fifteen times the throughput.
-    ("sps/remote-set/64", "sps/remote-set/1"): 0.067,
+    ("sps/remote-set/1k/64", "sps/remote-set/1k/1"): 0.067,
+    ("sps/remote-set/100k/64", "sps/remote-set/100k/1"): 0.067,
 }
 # Nanoseconds.
 LIMITS = {"sps/first-get/1k": 2e6, "sps/first-get/1M": 2e6}
