@@ -23,6 +23,7 @@ constexpr std::uint32_t remoteTextLimit = 2048;
 
 class StringForm : public ReadForm {
 public:
+  // The room costs nothing until a remote read. NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init)
   explicit StringForm(UnicodeString& value)
       : ReadForm({letterOf<UnicodeString>, remoteTextLimit, true}), m_value(value) {}
   bool IsNull() const override { return false; }

@@ -16,7 +16,7 @@ public:
   std::int32_t send(std::span<const std::uint8_t> header, std::span<const std::uint8_t> payload,
                     Deadline& deadline) override {
     // A short telegram in one piece costs the system less than one in two.
-    std::array<std::uint8_t, 512> whole;
+    std::array<std::uint8_t, 512> whole{};
     if (header.size() + payload.size() <= whole.size()) {
       std::ranges::copy(payload, std::ranges::copy(header, whole.begin()).out);
       header = std::span(whole).first(header.size() + payload.size());

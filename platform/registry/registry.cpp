@@ -125,7 +125,7 @@ std::optional<NodeRef> findInTransaction(const Reading& reading, const NodeRef& 
   const std::u16string_view leaf = path.substr(end + 1);  // the whole path where it is one name
   const bool isPlain = !above.empty() && !leaf.empty() && leaf.size() <= maxKeyName;
   if (const std::uint64_t known = isPlain ? cache.parentAt(base, above) : 0; known != 0) {
-    if (const auto node = tree.child(known, leaf)) return node;
+    if (auto node = tree.child(known, leaf)) return node;
   }
   const auto chain = tree.resolve(base, path);
   if (!chain) return std::nullopt;

@@ -20,8 +20,8 @@ inline constexpr std::size_t maxKeyLength = 255;
 
 // One field; the spans lie in the bytes it was read from.
 struct Field {
-  Type type;
-  bool wideKey;  // two bytes a character instead of one
+  Type type = Type::Str;
+  bool wideKey = false;  // two bytes a character instead of one
   Bytes key;
   Bytes value;  // the value's bytes without the count in front of them
 
