@@ -74,7 +74,8 @@ public:
   }
   void acceptEach(NextReply next) override {
     ipc::Bytes piece;
-    while (next(piece)) require(!piece.empty() && piece.size() <= 8192 && piece.size() % 2 == 0);
+    const bool isRaw = m_number == static_cast<std::int32_t>(telegram::Request::GetSpRegExport);
+    while (next(piece)) require(isRaw ? isTextPiece(piece) : DfsBin().Assign(piece.data(), piece.size()));
     Answer(0);
   }
   void reject(std::int32_t code) override {
@@ -90,6 +91,10 @@ public:
   }
 
 private:
+  static bool isTextPiece(const ipc::Bytes& piece) {
+    return !piece.empty() && piece.size() <= 8192 && piece.size() % 2 == 0;
+  }
+
   void Answer(std::int32_t code) {
     const std::lock_guard lock(m_mutex);
     ++m_count;
