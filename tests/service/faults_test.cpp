@@ -118,6 +118,8 @@ TEST_F(FaultsTest, KillsLoseNoAcknowledgedWriteAndRepeatNone) {
     const std::string path = entry["path"].Text();
     ++applied[path.substr(path.rfind('\\') + 1) + ' ' + entry["value"].Text()];
   }
+  RecordProperty("kills", kills);
+  RecordProperty("acknowledged", static_cast<int>(acknowledged.size()));
   for (const auto& [write, count] : applied) EXPECT_EQ(count, 1) << write;
   for (const auto& [write, count] : acknowledged) EXPECT_EQ(applied.count(write), 1U) << write;
 }
