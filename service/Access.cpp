@@ -80,8 +80,9 @@ bool AccessRules::Matches(const Rule& rule, const ipc::Peer& peer) {
 }
 
 Right AccessRules::Of(const ipc::Peer& peer) const {
+  static const std::uint32_t own = ::geteuid();  // asked for with every request
   const bool isLocal = peer.kind == ipc::Peer::Kind::Unix;
-  if (isLocal && (peer.uid == 0 || peer.uid == ::geteuid())) return Right::Administer;
+  if (isLocal && (peer.uid == 0 || peer.uid == own)) return Right::Administer;
   Right right = isLocal && !m_namesReaders ? Right::Read : Right::None;
   for (const Rule& rule : m_rules) {
     if (rule.right > right && Matches(rule, peer)) right = rule.right;
