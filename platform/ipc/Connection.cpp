@@ -19,11 +19,12 @@ Connected Connection::connect(const char16_t* server, std::int32_t timeout) {
 void Connection::drop() {
   m_stream.reset();
   m_due = Due::Nothing;
+  m_isCutShort = false;
 }
 
 bool Connection::isBroken(std::int32_t error) const {
   return error == connectionLost || error == protocolError || error == unknownVersion ||
-         error == otherProcess || (m_stream && !m_stream->isWhole());
+         error == otherProcess || m_isCutShort || (m_stream && !m_stream->isWhole());
 }
 
 // One frame of the present exchange, and what it leaves due.
@@ -69,6 +70,9 @@ std::int32_t Connection::reply(Frame& frame) {
   Deadline deadline(requestTimeout);
   const std::int32_t error = receive(frame, deadline);
   if (error == noError) m_lastReplyRead = m_due == Due::Nothing;
+  // To who reads replies up to the last one, a list that stopped coming looks whole: what is asked next must
+  // fail.
+  m_isCutShort = error == timedOut;
   return error;
 }
 

@@ -57,6 +57,7 @@ private:
   std::uint32_t m_lastId = 0;
   Due m_due = Due::Nothing;
   bool m_lastReplyRead = false;
+  bool m_isCutShort = false;  // a reply did not come in time
 };
 
 }  // namespace ipc

@@ -31,9 +31,9 @@ enum Error : std::int32_t {
   unknownVersion = 0x2000000D,        // the server speaks another version of the protocol
   tooManyConnections = 0x2000000E,    // the server has all that it takes, in all or of this user
   // A request fails with these.
-  notOpen = 0x2000000F,           // no connection: never opened, closed, or lost earlier
-  connectionLost = 0x20000010,    // the connection ended while it was in use; it is closed
-  timedOut = 0x20000011,          // no answer in time; open, unless only part of the request could be sent
+  notOpen = 0x2000000F,         // no connection: never opened, closed, or lost earlier
+  connectionLost = 0x20000010,  // the connection ended while it was in use; it is closed
+  timedOut = 0x20000011,  // no answer in time; open, unless part of the request or of the replies is missing
   emptyTelegram = 0x20000012,     // no data, as after an overflow of the container; nothing was sent, open
   telegramTooLarge = 0x20000013,  // more than a frame takes; nothing was sent, open
   otherProcess = 0x20000014,      // the connection is the parent process's; it is closed here

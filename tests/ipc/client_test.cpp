@@ -216,6 +216,30 @@ TEST(Client, TimeOutInTheMiddleOfSendingCloses) {
   over.set_value();
 }
 
+// Part of a list must not pass for the whole of it: whoever asks on finds out.
+TEST(Client, TimeOutBetweenRepliesCloses) {
+  const TempDirectory directory;
+  std::promise<void> over;
+  const auto ended = over.get_future().share();
+  const FakeServer server(directory / "s", [&](RawPeer& peer) {
+    peer.readFrame();
+    peer.send(welcome);
+    peer.readFrame();
+    peer.send(verdict + RawFrame{.kind = 5, .id = 1, .payload = "one"}.bytes());
+    ended.wait();
+  });
+  TestClient client;
+  ASSERT_TRUE(client.connect("unix:" + directory / "s"));
+  client.SetRequestTO(50);
+  ASSERT_TRUE(client.request(numbers));
+  EXPECT_EQ(client.reply(), "one");
+  EXPECT_EQ(client.reply(), "no answer in time");
+  EXPECT_FALSE(client.IsOpen());
+  EXPECT_EQ(client.ask(echo), "there is no connection");
+  EXPECT_EQ(client.closed, 1);
+  over.set_value();
+}
+
 class Process : public ServerTest {};
 
 TEST_F(Process, ChildHasNoPartInTheConnection) {
