@@ -181,11 +181,11 @@ bool SpSrvClntEx::GetPrcSpace(UnicodeString& prcSpace, std::uint32_t* err) {
 
 bool SpSrvClntEx::ReplicateSpSrvPar(const UnicodeString& path, const DfsBin* source,
                                     const UnicodeString& replicator, std::uint32_t* err) {
-  if (!source) {
-    if (err) *err = invalidParameter;
-    return false;
-  }
   return Guarded([&] {
+    if (!source) {
+      if (err) *err = invalidParameter;
+      return false;
+    }
     const Change change(*source);
     return Send(telegram::Request::ReplicateSpSrvPar, err, [&](DfsBin& out) {
       add(out, key::msId, change.msId);

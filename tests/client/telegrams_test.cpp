@@ -307,6 +307,9 @@ TEST_F(MasterTest, AReplicationNeedsASource) {
   std::uint32_t err = 0;
   EXPECT_FALSE(client.ReplicateSpSrvPar(path, nullptr, u"R", &err));
   EXPECT_EQ(err, 87U);
+  err = untouched;
+  EXPECT_FALSE(SpSrvClntEx().ReplicateSpSrvPar(path, nullptr, u"R", &err));
+  EXPECT_EQ(err, untouched);
   EXPECT_THAT(master.Seen(), IsEmpty());
 }
 
