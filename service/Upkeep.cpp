@@ -4,6 +4,8 @@
 #include <array>
 #include <ctime>
 #include <filesystem>
+#include <optional>
+#include <string_view>
 #include <vector>
 
 #include "platform/registry/RegistryStore.h"
@@ -32,22 +34,26 @@ std::string nameFor(Clock::time_point time) {
   return {name.data(), std::strftime(name.data(), name.size(), nameForm, &parts)};
 }
 
-// The names of the finished copies, which sort by time.
-std::vector<std::string> snapshotsIn(const fs::path& directory) {
+// Nothing for what is no copy of ours: one that an administrator keeps by a name of his own is his.
+std::optional<Clock::time_point> timeOf(const std::string& name) {
+  std::tm parts{};
+  const char* const end = ::strptime(name.c_str(), nameForm, &parts);
+  if (!end || *end != '\0') return std::nullopt;
+  return Clock::from_time_t(::timegm(&parts));
+}
+
+// The names of the finished copies, or of those with that ending, which sort by time.
+std::vector<std::string> snapshotsIn(const fs::path& directory, std::string_view ending = {}) {
   std::vector<std::string> names;
   std::error_code error;
   for (const fs::directory_entry& entry : fs::directory_iterator(directory, error)) {
     std::string name = entry.path().filename().string();
-    if (name.starts_with("snapshot-") && !name.ends_with(unfinished)) names.push_back(std::move(name));
+    if (name.ends_with(ending) && timeOf(name.substr(0, name.size() - ending.size()))) {
+      names.push_back(std::move(name));
+    }
   }
   std::ranges::sort(names);
   return names;
-}
-
-Clock::time_point timeOf(const std::string& name) {
-  std::tm parts{};
-  if (!::strptime(name.c_str(), nameForm, &parts)) return {};
-  return Clock::from_time_t(::timegm(&parts));
 }
 
 void clearReaders() {
@@ -75,7 +81,7 @@ void Upkeep::Run() {
   auto nextSnapshot = Clock::time_point::max();
   if (!m_plan.directory.empty()) {
     const auto names = snapshotsIn(m_plan.directory);
-    nextSnapshot = names.empty() ? Clock::now() : timeOf(names.back()) + m_plan.every;
+    nextSnapshot = names.empty() ? Clock::now() : *timeOf(names.back()) + m_plan.every;
   }
   std::unique_lock lock(m_mutex);
   for (;;) {
@@ -99,7 +105,10 @@ void Upkeep::MakeSnapshot() const {
   const fs::path making = target.string() + unfinished;
   std::error_code error;
   fs::create_directories(m_plan.directory, error);
-  fs::remove_all(making, error);
+  // What a daemon left that was killed over it.
+  for (const std::string& name : snapshotsIn(m_plan.directory, unfinished)) {
+    fs::remove_all(fs::path(m_plan.directory) / name, error);
+  }
   const LSTATUS status = registry::copyStore(making.string());
   if (status == 0) fs::rename(making, target, error);
   if (status != 0 || error) {

@@ -1,5 +1,6 @@
 // spsd, the parameter service as a daemon.
 #include <pthread.h>
+#include <sys/resource.h>
 
 #include <cerrno>
 #include <csignal>
@@ -94,6 +95,14 @@ sigset_t blockSignals() {
   return signals;
 }
 
+// A session's usual limit of open files is below what --max-connections allows.
+void raiseFileLimit() {
+  rlimit limit{};
+  if (::getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur >= limit.rlim_max) return;
+  limit.rlim_cur = limit.rlim_max;
+  (void)::setrlimit(RLIMIT_NOFILE, &limit);
+}
+
 // Returns when the daemon is to end.
 void waitForEnd(const sigset_t& signals, service::AuditLog& audit) {
   for (;;) {
@@ -109,6 +118,7 @@ void waitForEnd(const sigset_t& signals, service::AuditLog& audit) {
 
 void run(const Options& options) {
   const sigset_t signals = blockSignals();
+  raiseFileLimit();
   openLog(options);
   openStore(options);
   service::AuditLog audit(auditPath(options));

@@ -6,6 +6,9 @@
 
 #include <utility>
 
+#include "platform/support/Trace.h"
+#include "platform/support/UnicodeString.h"
+
 namespace ipc {
 
 namespace {
@@ -47,7 +50,8 @@ void Listener::accept() {
   m_acceptor.async_accept(context, [self = shared_from_this(), worker = std::move(worker)](
                                        std::error_code error, IoSocket socket) mutable {
     if (!self->m_acceptor.is_open()) return;
-    if (error) return self->pause();
+    if (error) return self->pause(error);
+    self->m_isPaused = false;
     const Endpoint::Kind kind = self->m_bound.endpoint.kind;
     if (kind != Endpoint::Kind::Unix) tuneTcp(socket.native_handle());
     self->m_target.begin(std::move(worker), std::move(socket), kind);
@@ -55,7 +59,12 @@ void Listener::accept() {
   });
 }
 
-void Listener::pause() {
+void Listener::pause(const std::error_code& reason) {
+  if (!std::exchange(m_isPaused, true)) {
+    _DbgSetLine(u"platform\\ipc", __LINE__, u'W');
+    _DbgOut(u"No connection can be accepted at %s: %s", UnicodeString(m_bound.endpoint.text().c_str()),
+            UnicodeString(reason.message().c_str()));
+  }
   m_timer.expires_after(pauseTime);
   m_timer.async_wait([self = shared_from_this()](std::error_code error) {
     if (!error && self->m_acceptor.is_open()) self->accept();

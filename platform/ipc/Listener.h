@@ -67,13 +67,14 @@ private:
   using Timer = asio::basic_waitable_timer<std::chrono::steady_clock,
                                            asio::wait_traits<std::chrono::steady_clock>, IoExecutor>;
 
-  void pause();
+  void pause(const std::error_code& reason);
 
   const std::shared_ptr<Worker> m_worker;
   BoundSocket m_bound;
   const Target m_target;
   Acceptor m_acceptor;
   Timer m_timer;
+  bool m_isPaused = false;
 };
 
 }  // namespace ipc

@@ -41,6 +41,7 @@ public:
   // The same with nothing but these arguments, and with listening sockets to inherit.
   bool StartBare(const Arguments& arguments, const std::vector<int>& sockets = {});
 
+  pid_t Process() const { return m_process; }
   void Signal(int signal) const;
   // Waits for its end: the exit code, or 128 and the number of the signal that ended it.
   int Wait();

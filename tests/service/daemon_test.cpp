@@ -1,10 +1,13 @@
 // The daemon as its administrator and its service manager meet it.
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
 
 #include <csignal>
 #include <filesystem>
+#include <future>
+#include <thread>
 
 #include "platform/registry/RegistryStore.h"
 #include "platform/support/Utf.h"
@@ -102,10 +105,43 @@ TEST_F(DaemonTest, TakesOverTheManagersSockets) {
   EXPECT_TRUE(fs::exists(m_daemon.Store() + "/audit.jsonl"));
 }
 
+TEST_F(DaemonTest, TakesMoreConnectionsThanTheSessionsLimitOfFiles) {
+  rlimit limit{};
+  ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &limit), 0);
+  ASSERT_GT(limit.rlim_max, 200U);
+  const rlimit few{64, limit.rlim_max};
+  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &few), 0);
+  const bool ready = m_daemon.Start();
+  EXPECT_EQ(::setrlimit(RLIMIT_NOFILE, &limit), 0);
+  ASSERT_TRUE(ready) << m_daemon.Errors();
+  std::vector<std::unique_ptr<SpSrvClntEx>> clients;
+  for (int i = 0; i < 100; ++i) clients.push_back(m_daemon.Connect());
+  EXPECT_TRUE(clients.back()->GetChildNodes(root, nullptr));
+}
+
+// Nobody is served while there is no place for a connection, and the log says so, once; then it goes on.
+TEST_F(DaemonTest, SaysThatItCannotAccept) {
+  ASSERT_TRUE(m_daemon.Start());
+  rlimit limit{};
+  ASSERT_EQ(::prlimit(m_daemon.Process(), RLIMIT_NOFILE, nullptr, &limit), 0);
+  const rlimit few{3, limit.rlim_max};
+  ASSERT_EQ(::prlimit(m_daemon.Process(), RLIMIT_NOFILE, &few, nullptr), 0);
+  auto connecting = std::async([this] { return m_daemon.Connect(); });
+  const std::string said = "No connection can be accepted at " + m_daemon.Endpoint();
+  while (m_daemon.Errors().find(said) == std::string::npos) std::this_thread::yield();
+  ASSERT_EQ(::prlimit(m_daemon.Process(), RLIMIT_NOFILE, &limit, nullptr), 0);
+  EXPECT_TRUE(connecting.get()->GetChildNodes(root, nullptr));
+  const std::string errors = m_daemon.Errors();
+  EXPECT_EQ(errors.find(said), errors.rfind(said));
+}
+
 TEST_F(DaemonTest, KeepsTheLatestSnapshots) {
   const fs::path kept = m_directory.Path("snapshots");
   fs::create_directories(kept / "snapshot-20200101T000000Z");
   fs::create_directories(kept / "snapshot-20200102T000000Z");
+  fs::create_directories(kept / "snapshot-20190101T000000Z.mine");
+  fs::create_directories(kept / "snapshot-before-the-move");
+  fs::create_directories(kept / "snapshot-20200103T000000Z.unfinished");
   ASSERT_TRUE(m_daemon.Start({"--snapshot-dir", kept.string(), "--snapshot-keep", "2"})) << m_daemon.Errors();
   const auto client = m_daemon.Connect();
   // The removal of the oldest is the last step.
@@ -114,9 +150,12 @@ TEST_F(DaemonTest, KeepsTheLatestSnapshots) {
   std::vector<std::string> names;
   for (const auto& entry : fs::directory_iterator(kept)) names.push_back(entry.path().filename().string());
   std::ranges::sort(names);
-  ASSERT_EQ(names.size(), 2U);
-  EXPECT_EQ(names[0], "snapshot-20200102T000000Z");
-  EXPECT_EQ(registry::restoreStore((kept / names[1]).string(), m_directory.Path("restored")), 0);
+  // What has another name is not the daemon's; what was not finished goes.
+  ASSERT_EQ(names.size(), 4U);
+  EXPECT_EQ(names[0], "snapshot-20190101T000000Z.mine");
+  EXPECT_EQ(names[1], "snapshot-20200102T000000Z");
+  EXPECT_EQ(names[3], "snapshot-before-the-move");
+  EXPECT_EQ(registry::restoreStore((kept / names[2]).string(), m_directory.Path("restored")), 0);
 }
 
 }  // namespace
