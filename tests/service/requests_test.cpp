@@ -1,5 +1,6 @@
 // Every request against the real daemon, and what each refuses.
 #include <cstring>
+#include <map>
 
 #include "platform/ipc/Errors.h"
 #include "platform/ipc/IpcClient.h"
@@ -317,6 +318,24 @@ TEST_F(RequestsTest, AppliesAReplicatedChangeAndKeepsItsOrigin) {
   EXPECT_EQ(code, 11U);
 }
 
+TEST_F(RequestsTest, AValueThatNoRequestHoldsLeavesTheOldOne) {
+  Make(u"T", u"P", u'S');
+  Spc spc;
+  ASSERT_TRUE(spc.ConnectSpService(support::toUtf16(m_daemon.Endpoint()).c_str(), false));
+  std::uint32_t code = 0;
+  EXPECT_TRUE(spc.SetPar(u"T", u"P", u"before", 0, &code));
+  const std::u16string large(4100, u'x');
+  EXPECT_FALSE(spc.SetPar(u"T", u"P", large.c_str(), 0, &code));
+  EXPECT_EQ(code, static_cast<std::uint32_t>(ipc::emptyTelegram));
+  EXPECT_EQ(TextAt(pathOf(u"T", u"P"), u"@value"), u"before");
+  EXPECT_EQ(Audit().size(), 1U);
+  // The connection is as good as before. What is longer than a read takes is a failure without a code.
+  EXPECT_TRUE(spc.SetPar(u"T", u"P", large.substr(0, 3800).c_str(), 0, &code)) << code;
+  UnicodeString text;
+  EXPECT_FALSE(spc.GetPar(u"T", u"P", text, &code));
+  EXPECT_EQ(code, 0U);
+}
+
 // Telegrams that no client of ours sends.
 class RawRequestsTest : public RequestsTest {
 protected:
@@ -358,6 +377,78 @@ TEST_F(RawRequestsTest, RefusesTelegramsThatLackFieldsOrAreNone) {
 TEST_F(RawRequestsTest, RefusesFieldsOfAnotherType) {
   telegram::add(m_telegram, telegram::Key<telegram::Wire::I4>{u"nodepath"}, 1);
   EXPECT_EQ(Send(telegram::Request::GetChildNodes), 87);
+}
+
+// Each request with each of its fields missing or of another type, and then as it must be.
+struct Parts {
+  telegram::Request request;
+  std::vector<std::u16string> keys;  // "type#" is the letter in two bytes
+  bool stands = true;                // by itself, as it must be
+};
+
+const Parts parts[] = {
+    {telegram::Request::GetSpSrvPar,
+     {u"topic", u"par", u"type#", u"oWorkstat", u"oUser", u"oInstance", u"noerrmsg"}},
+    {telegram::Request::SetSpSrvPar,
+     {u"user", u"ws", u"app", u"topic", u"par", u"oWorkstat", u"oUser", u"oInstance", u"type#", u"binary"}},
+    {telegram::Request::GetChildNodes, {u"nodepath"}},
+    {telegram::Request::GetProperties, {u"nodepath"}},
+    {telegram::Request::SetNode, {u"nodepath", u"user", u"ws"}},
+    {telegram::Request::DeleteNode, {u"nodepath", u"nodename", u"user", u"ws"}},
+    {telegram::Request::SetProperty,
+     {u"nodepath", u"propname", u"size", u"type", u"replace", u"binary", u"user", u"ws"}},
+    {telegram::Request::DeleteProperty, {u"nodepath", u"propname", u"user", u"ws"}},
+    {telegram::Request::ReplicateSpSrvPar,
+     {u"msid", u"nodepath", u"user", u"ws", u"app", u"replicator", u"propname", u"type", u"size", u"replace",
+      u"binary"}},
+    {telegram::Request::ImportFirstPiece, {u"length", u"data"}},
+    {telegram::Request::ImportFurtherPiece, {u"data"}, false},
+    {telegram::Request::ImportEnd, {u"data"}, false},
+};
+
+// A field as it must be, or one of its key with another type.
+void addPart(DfsBin& out, const std::u16string& key, bool isMistyped) {
+  const std::u16string name = key == u"type#" ? u"type" : key == u"length" ? u"size" : key;
+  const std::map<std::u16string, std::int32_t> numbers = {
+      {u"noerrmsg", 240}, {u"size", 4}, {u"length", 3}, {u"type", u'I'}, {u"msid", 1}};
+  const std::map<std::u16string, std::u16string> texts = {
+      {u"topic", u"T"},    {u"par", u"P"},           {u"nodepath", std::u16string(pathOf(u"T", u"P").View())},
+      {u"nodename", u"C"}, {u"propname", u"@value"}, {u"data", u"abc"}};
+  const bool isLetter = key == u"type#";
+  if (isLetter || key == u"binary" || key == u"replace" || numbers.contains(key)) {
+    if (isMistyped) return void(out.AddValueStr(u"4", name.c_str()));
+    if (isLetter) return void(telegram::addLetter(out, u'I'));
+    if (key == u"binary") return void(out.AddValueBin("\1\2\3\4", 4, name.c_str()));
+    if (key == u"replace") return void(out.AddValueI2(1, name.c_str()));
+    return void(out.AddValueI4(numbers.at(key), name.c_str()));
+  }
+  if (isMistyped) return void(out.AddValueI4(1, name.c_str()));
+  out.AddValueStr(texts.contains(key) ? texts.at(key).c_str() : u"", name.c_str());
+}
+
+TEST_F(RawRequestsTest, RefusesEachFieldThatIsMissingOrMistyped) {
+  Make(u"T", u"P", u'I');
+  Put(pathOf(u"T", u"P"), u"@value", 1);
+  Make(u"T", u"P\\C", u'I');
+  const auto tree = [this] {
+    UnicodeString text;
+    EXPECT_TRUE(m_client->GetSpRegExport(text, nullptr));
+    return text;
+  };
+  for (const Parts& part : parts) {
+    const UnicodeString before = tree();
+    for (std::size_t wrong = 0; wrong < 2 * part.keys.size(); ++wrong) {
+      m_telegram.AssignEmptyBuffer(m_room, sizeof m_room, false);
+      for (std::size_t at = 0; at < part.keys.size(); ++at) {
+        if (at != wrong / 2 || wrong % 2 != 0) addPart(m_telegram, part.keys[at], at == wrong / 2);
+      }
+      EXPECT_EQ(Send(part.request), 87) << static_cast<int>(part.request) << ' ' << wrong;
+    }
+    EXPECT_EQ(tree(), before);
+    m_telegram.AssignEmptyBuffer(m_room, sizeof m_room, false);
+    for (const auto& key : part.keys) addPart(m_telegram, key, false);
+    EXPECT_EQ(Send(part.request), part.stands ? 0 : 87) << static_cast<int>(part.request);
+  }
 }
 
 TEST_F(RawRequestsTest, RefusesASizeThatIsNotTheValues) {

@@ -1,4 +1,11 @@
 // Registry text out of one service and into another, and imports that must leave nothing.
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstring>
+#include <thread>
+
 #include "platform/ipc/Errors.h"
 #include "platform/ipc/IpcClient.h"
 #include "platform/registry/RegistryTransaction.h"
@@ -155,6 +162,113 @@ TEST_F(PiecesTest, BelongToTheirConnectionAndGoWithIt) {
   EXPECT_EQ(Audit().back()["outcome"].Text(), "dropped with its connection");
   EXPECT_EQ(Audit().back()["characters"].Text(), std::to_string(m_text.size()));
   EXPECT_FALSE(Exists(pathOf(u"T")));
+}
+
+TEST_F(PiecesTest, WaitForADaemonThatStandsStillAndGoWithOneThatIsKilled) {
+  EXPECT_EQ(First(m_text.substr(0, 20), m_text.size()), 0);
+  m_daemon.Signal(SIGSTOP);
+  m_raw.SetRequestTO(200);
+  Further(m_text.substr(20));
+  EXPECT_EQ(m_raw.GetLastError(), ipc::timedOut);
+  m_daemon.Signal(SIGCONT);
+  m_raw.SetRequestTO(10000);
+  // The piece was on its way, and is taken once.
+  EXPECT_EQ(End(), 0);
+  EXPECT_TRUE(Exists(pathOf(u"T", u"P")));
+
+  EXPECT_EQ(First(m_text.substr(0, 20), m_text.size()), 0);
+  m_daemon.Signal(SIGKILL);
+  m_daemon.Wait();
+  Further(m_text.substr(20));
+  EXPECT_EQ(m_raw.GetLastError(), ipc::connectionLost);
+  EXPECT_FALSE(m_raw.IsOpen());
+  ASSERT_TRUE(m_daemon.Start()) << m_daemon.Errors();
+  Open(m_raw);
+  EXPECT_EQ(End(), 87);
+}
+
+// How far a client got with its pieces before it was killed.
+TEST_F(PiecesTest, OfAKilledClientAreAppliedWholeOrNotAtAll) {
+  for (int pieces = 1; pieces <= 3; ++pieces) {
+    const pid_t client = ::fork();
+    if (client == 0) {
+      IpcClient raw(10000, 10000, nullptr, nullptr);
+      Open(raw);
+      const std::u16string first = m_text.substr(0, 20);
+      Send(raw, Request::ImportFirstPiece, first, static_cast<std::int32_t>(m_text.size()));
+      if (pieces > 1) Send(raw, Request::ImportFurtherPiece, m_text.substr(20));
+      raw.SetRequestTO(1);  // it does not live to see the verdict of the last one
+      if (pieces > 2) Send(raw, Request::ImportEnd, u"");
+      ::kill(::getpid(), SIGKILL);
+    }
+    ASSERT_EQ(::waitpid(client, nullptr, 0), client);
+    while (Audit().size() < static_cast<std::size_t>(pieces)) {
+      ASSERT_TRUE(m_client->GetChildNodes(root, nullptr));
+    }
+    EXPECT_EQ(Audit().back()["code"].Text(), pieces > 2 ? "0" : "1236");
+    EXPECT_EQ(NumberAt(pathOf(u"T", u"P"), u"a"), pieces > 2 ? 1 : -1);
+  }
+}
+
+// An export that is larger than what is on its way at once, piece by piece.
+class LargeExportTest : public PiecesTest {
+protected:
+  void SetUp() override {
+    PiecesTest::SetUp();
+    std::u16string text = header;
+    for (int i = 0; i < 20'000; ++i) {
+      text += keyLine(u"Parameter" + std::u16string(UnicodeString(i).View())) + u"\"a\"=dword:00000001\r\n";
+    }
+    ASSERT_EQ(Import(text), 0U);
+    m_whole = Export(*m_client).View();
+    ASSERT_GT(m_whole.size(), 1'500'000U);
+    std::uint8_t room[16];
+    DfsBin nothing;
+    nothing.AssignEmptyBuffer(room, sizeof room, false);
+    ASSERT_TRUE(m_raw.Request(10, 0, nothing.GetData(), nothing.GetDataSize()));
+    Take(1);
+  }
+  // Reads on, up to so many pieces or the end.
+  void Take(int pieces) {
+    const std::uint8_t* piece = nullptr;
+    std::int32_t size = 0;
+    for (; pieces > 0 && m_raw.GetReply(piece, size); --pieces) {
+      const std::size_t end = m_taken.size();
+      m_taken.resize(end + static_cast<std::size_t>(size) / 2);
+      std::memcpy(&m_taken[end], piece, static_cast<std::size_t>(size));
+    }
+  }
+  static constexpr int all = 1'000'000;
+
+  std::u16string m_whole;
+  std::u16string m_taken;
+};
+
+TEST_F(LargeExportTest, GoesOnWhereTheDaemonDoes) {
+  m_daemon.Signal(SIGSTOP);
+  std::thread other([this] { m_daemon.Signal(SIGCONT); });
+  Take(all);
+  other.join();
+  EXPECT_EQ(m_raw.GetLastError(), ipc::noReply);
+  EXPECT_EQ(m_taken, m_whole);
+}
+
+TEST_F(LargeExportTest, CutShortLeavesNoConnection) {
+  m_daemon.Signal(SIGSTOP);
+  m_raw.SetRequestTO(100);
+  Take(all);
+  EXPECT_EQ(m_raw.GetLastError(), ipc::timedOut);
+  EXPECT_FALSE(m_raw.IsOpen());
+  EXPECT_LT(m_taken.size(), m_whole.size());
+  EXPECT_TRUE(m_whole.starts_with(m_taken));
+}
+
+TEST_F(LargeExportTest, EndsWithAKilledDaemon) {
+  m_daemon.Signal(SIGKILL);
+  Take(all);
+  EXPECT_EQ(m_raw.GetLastError(), ipc::connectionLost);
+  EXPECT_FALSE(m_raw.IsOpen());
+  EXPECT_LT(m_taken.size(), m_whole.size());
 }
 
 class SmallRoomTest : public PiecesTest {
