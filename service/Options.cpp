@@ -230,7 +230,7 @@ std::string helpText() {
   }
   text +=
       "\nIn parentheses: what holds without the option. SIGTERM and SIGINT end the daemon when what it has\n"
-      "taken is committed and answered; SIGHUP opens the audit file anew.\n";
+      "taken is committed and answered; SIGHUP opens the audit file and the TLS files anew.\n";
   return text;
 }
 

@@ -103,16 +103,30 @@ void raiseFileLimit() {
   (void)::setrlimit(RLIMIT_NOFILE, &limit);
 }
 
+void reopenAudit(service::AuditLog& audit) {
+  if (audit.Open()) return;
+  const int reason = errno;
+  _DbgSetLine(u"service\\main", __LINE__, u'E');
+  _DbgOut(u"The audit file can't be opened anew: error %d", reason);
+}
+
+// Certificates end before daemons do.
+void renewTls(ipc::IpcServer& server, const ipc::TlsFiles& files) try {
+  if (!files.certificate.empty()) server.useTls(files);
+} catch (const ipc::ServerError& problem) {
+  _DbgSetLine(u"service\\main", __LINE__, u'E');
+  _DbgOut(u"The TLS files can't be taken up anew: %s", UnicodeString(problem.what()));
+}
+
 // Returns when the daemon is to end.
-void waitForEnd(const sigset_t& signals, service::AuditLog& audit) {
+void waitForEnd(const sigset_t& signals, service::AuditLog& audit, ipc::IpcServer& server,
+                const Options& options) {
   for (;;) {
     int signal = 0;
     ::sigwait(&signals, &signal);
     if (signal != SIGHUP) return;
-    if (audit.Open()) continue;
-    const int reason = errno;
-    _DbgSetLine(u"service\\main", __LINE__, u'E');
-    _DbgOut(u"The audit file can't be opened anew: error %d", reason);
+    reopenAudit(audit);
+    renewTls(server, options.tls);
   }
 }
 
@@ -131,11 +145,13 @@ void run(const Options& options) {
   openEndpoints(server, options);
   server.start();
   announce(server);
-  waitForEnd(signals, audit);
+  waitForEnd(signals, audit, server, options);
   service::notifyManager("STOPPING=1");
   // Changes under way have the writer until each is answered or the time for it is up.
   server.stop();
   parameters.Stop();
+  _DbgSetLine(u"service\\main", __LINE__, u'I');
+  _DbgOut(u"Ended");
 }
 
 int start(int count, char** arguments) {

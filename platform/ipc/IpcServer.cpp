@@ -65,6 +65,7 @@ public:
   }
 
   void add(BoundSocket bound);
+  void use(std::unique_ptr<asio::ssl::context> tls);
   void start();
   void stop();
 
@@ -96,6 +97,15 @@ void IpcServer::Impl::add(BoundSocket bound) {
     begin(worker, std::move(socket), kind);
   };
   listeners.push_back(std::make_shared<Listener>(workers.front(), std::move(bound), std::move(target)));
+}
+
+// Connections begin on the first worker's thread, so there is the place to exchange what they begin with.
+void IpcServer::Impl::use(std::unique_ptr<asio::ssl::context> tls) {
+  if (m_phase != Phase::Running) {
+    state->tls = std::move(tls);
+  } else {
+    workers.front()->post([state = state, tls = std::move(tls)]() mutable { state->tls = std::move(tls); });
+  }
 }
 
 void IpcServer::Impl::begin(const std::shared_ptr<Worker>& worker, IoSocket socket, Endpoint::Kind kind) try {
@@ -171,7 +181,7 @@ void IpcServer::useTls(const TlsFiles& files) {
   std::string detail;
   SslContext context = makeSslContext(TLS_server_method(), files, detail);
   if (!context) throw ServerError("TLS: " + detail);
-  m_impl->state->tls = std::make_unique<asio::ssl::context>(context.release());
+  m_impl->use(std::make_unique<asio::ssl::context>(context.release()));
 }
 
 void IpcServer::listen(const std::string& endpoint, std::uint32_t mode) {

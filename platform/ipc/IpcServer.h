@@ -129,9 +129,9 @@ public:
   using std::runtime_error::runtime_error;
 };
 
-// In the order of use: addService, useTls, listen or adopt, start, stop. One thread calls these; load may
-// be called by any. Connections are spread over the I/O threads and stay where they are. What a refused
-// connection did wrong is traced, level W.
+// In the order of use: addService, useTls, listen or adopt, start, stop. One thread calls these, and useTls
+// again while the server runs where files were renewed; load may be called by any. Connections are spread
+// over the I/O threads and stay where they are. What a refused connection did wrong is traced, level W.
 class IpcServer {
 public:
   IpcServer(const Limits& limits, unsigned threads);
@@ -143,7 +143,8 @@ public:
   // Requests for that service number go to the service, which must outlive the server.
   void addService(std::int32_t number, Service& service);
 
-  // For tls:// endpoints and adopted TCP sockets. Throws ServerError.
+  // For tls:// endpoints and adopted TCP sockets. A further call replaces the files for connections to come.
+  // Throws ServerError, and leaves those before in force.
   void useTls(const TlsFiles& files);
 
   // Binds an endpoint: "unix:/path" (a stale socket file is replaced, one in use is not),

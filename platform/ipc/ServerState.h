@@ -13,8 +13,8 @@
 
 namespace ipc {
 
-// Lives as long as the last exchange that a service holds, also beyond the server. The services and the
-// TLS context are set before the first connection and stay.
+// Lives as long as the last exchange that a service holds, also beyond the server. The services are
+// set before the first connection and stay; the TLS context belongs to the thread on which connections begin.
 struct ServerState {
   explicit ServerState(const Limits& bounds) : limits(bounds), census(bounds) {}
 

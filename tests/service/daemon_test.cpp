@@ -5,10 +5,13 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <cstdlib>
 #include <filesystem>
 #include <future>
 #include <thread>
 
+#include "platform/ipc/Errors.h"
+#include "platform/ipc/IpcClient.h"
 #include "platform/registry/RegistryStore.h"
 #include "platform/support/Utf.h"
 #include "tests/service/ServiceTest.h"
@@ -80,6 +83,54 @@ TEST_F(DaemonTest, TellsTheManagerWhereItListensAndEndsInOrder) {
   ASSERT_TRUE(m_daemon.Start());
   m_daemon.Signal(SIGINT);
   EXPECT_EQ(m_daemon.Wait(), 0);
+  EXPECT_TRUE(m_daemon.Errors().ends_with("Ended\n")) << m_daemon.Errors();
+}
+
+// A daemon whose TLS files are the test's to change.
+class CertificateTest : public DaemonTest {
+protected:
+  void Use(const std::string& certificate) {
+    for (const char* const ending : {".pem", ".key"}) {
+      fs::copy_file(m_files + certificate + ending, m_directory.Path(std::string("own") + ending),
+                    fs::copy_options::overwrite_existing);
+    }
+  }
+  // How an attempt to connect ends.
+  std::int32_t Open() {
+    const std::string status = m_daemon.Status();
+    const std::string endpoint = status.substr(status.rfind(' ') + 1);
+    IpcClient client(10000, 10000, nullptr, nullptr);
+    return client.Open(support::toUtf16(endpoint).c_str(), conModeRequest) ? 0 : client.GetLastError();
+  }
+  void AwaitOpen(std::int32_t outcome) {
+    while (Open() != outcome) std::this_thread::yield();
+  }
+
+  const std::string m_files = std::string(SPS_TEST_CERTIFICATES) + "/";
+};
+
+TEST_F(CertificateTest, RenewedFilesAreTakenUpWithoutARestart) {
+  ::setenv("SPS_TLS_CERT", (m_files + "client.pem").c_str(), 1);
+  ::setenv("SPS_TLS_KEY", (m_files + "client.key").c_str(), 1);
+  ::setenv("SPS_TLS_CA", (m_files + "trusted.pem").c_str(), 1);
+  Use("server-expired");
+  ASSERT_TRUE(m_daemon.Start({"--listen", "tls://localhost:0", "--tls-cert", m_directory.Path("own.pem"),
+                              "--tls-key", m_directory.Path("own.key"), "--tls-ca", m_files + "trusted.pem"}))
+      << m_daemon.Errors();
+  const auto before = m_daemon.Connect();
+  EXPECT_EQ(Open(), ipc::expiredCertificate);
+  Use("server");
+  EXPECT_EQ(Open(), ipc::expiredCertificate);
+  m_daemon.Signal(SIGHUP);
+  AwaitOpen(0);
+  // Files that are no good leave the daemon as it is.
+  fs::remove(m_directory.Path("own.key"));
+  m_daemon.Signal(SIGHUP);
+  while (m_daemon.Errors().find("The TLS files can't be taken up anew: ") == std::string::npos) {
+    std::this_thread::yield();
+  }
+  EXPECT_EQ(Open(), 0);
+  EXPECT_TRUE(before->GetChildNodes(root, nullptr));
 }
 
 TEST_F(DaemonTest, LeavesASocketInUseAlone) {
