@@ -1,7 +1,7 @@
 // Any bytes as a telegram of any request, through the service as the daemon runs it, without a connection:
 // each is answered once, a refusal changes nothing, and no byte of the input leaves the tree. The first byte
-// chooses request and peer; the rest is the telegram, or, by the second byte, the values of a well-formed
-// telegram's fields, which gets deeper.
+// chooses request and peer; the rest is, by the second byte, the telegram itself, the values of a well-formed
+// telegram's fields, which gets deeper, or a registry text that comes in pieces.
 #include <condition_variable>
 #include <cstdint>
 #include <cstdlib>
@@ -128,6 +128,7 @@ public:
     m_bytes = m_bytes.subspan(count);
     return taken;
   }
+  std::span<const std::uint8_t> Rest() const { return m_bytes; }
   // One of the texts that lead somewhere, or any.
   std::u16string Text(const std::vector<std::u16string>& known) {
     const std::uint8_t choice = Byte();
@@ -185,6 +186,32 @@ ipc::Bytes wellFormed(Input& input) {
   return room;
 }
 
+// The text as a client sends it whose pieces have that length: the telegrams of requests 11, 12 and 13.
+std::vector<ipc::Bytes> importOf(std::span<const std::uint8_t> bytes, std::size_t length) {
+  std::u16string text;
+  for (const std::uint8_t byte : bytes) {
+    if (byte != 0) text += static_cast<char16_t>(byte);
+  }
+  std::vector<ipc::Bytes> telegrams;
+  for (std::size_t at = 0; at == 0 || at < text.size(); at += length) {
+    ipc::Bytes room(64 + 2 * length);
+    DfsBin fields;
+    fields.AssignEmptyBuffer(room.data(), static_cast<std::int64_t>(room.size()), false);
+    if (at == 0) telegram::add(fields, telegram::key::size, static_cast<std::int32_t>(text.size()));
+    telegram::add(fields, telegram::key::data, text.substr(at, length).c_str());
+    require(!fields.HasOverflow());
+    room.resize(static_cast<std::size_t>(fields.GetDataSize()));
+    telegrams.push_back(std::move(room));
+  }
+  ipc::Bytes room(64);
+  DfsBin fields;
+  fields.AssignEmptyBuffer(room.data(), static_cast<std::int64_t>(room.size()), false);
+  telegram::add(fields, telegram::key::data, u"");
+  room.resize(static_cast<std::size_t>(fields.GetDataSize()));
+  telegrams.push_back(std::move(room));
+  return telegrams;
+}
+
 ipc::Peer peerFor(std::uint8_t choice) {
   if ((choice & 0x10U) != 0) {
     return {.kind = ipc::Peer::Kind::Unix,
@@ -211,6 +238,26 @@ std::u16string treeText() {
   return text;
 }
 
+// The code of the answer. A refusal leaves the tree as it was.
+std::int32_t ask(service::ParameterService& service, std::int32_t number, const ipc::Peer& peer,
+                 ipc::Bytes telegram) {
+  const std::u16string before = treeText();
+  const auto asked = std::make_shared<Asked>(number, peer, std::move(telegram));
+  service.serve(asked);
+  const std::int32_t code = asked->Await();
+  if (code != 0) require(treeText() == before);
+  return code;
+}
+
+void askImport(service::ParameterService& service, const ipc::Peer& peer, Input& input) {
+  const std::size_t length = 1U + input.Byte();
+  const std::vector<ipc::Bytes> telegrams = importOf(input.Rest(), length);
+  for (std::size_t at = 0; at < telegrams.size(); ++at) {
+    const std::int32_t number = at == 0 ? 11 : at + 1 < telegrams.size() ? 12 : 13;
+    if (ask(service, number, peer, telegrams[at]) != 0) return;
+  }
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -221,12 +268,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const ipc::Peer peer = peerFor(data[0]);
   const std::span<const std::uint8_t> rest(data + 2, size - 2);
   Input input(rest);
-  const ipc::Bytes telegram = (data[1] & 1U) != 0 ? wellFormed(input) : ipc::Bytes(rest.begin(), rest.end());
-
-  const std::u16string before = treeText();
-  const auto asked = std::make_shared<Asked>(data[0] & 0x0FU, peer, telegram);
-  service.serve(asked);
-  if (asked->Await() != 0) require(treeText() == before);
+  if ((data[1] & 4U) != 0) {
+    askImport(service, peer, input);
+  } else {
+    ask(service, data[0] & 0x0FU, peer,
+        (data[1] & 1U) != 0 ? wellFormed(input) : ipc::Bytes(rest.begin(), rest.end()));
+  }
   if ((data[1] & 2U) != 0) service.ended(1);
   return 0;
 }
