@@ -36,15 +36,10 @@ std::int32_t lookUp(const Endpoint& endpoint, AddressList& list, std::string& de
   return unknownHost;
 }
 
-// The host's addresses in turn; the error is that of the last.
 std::int32_t connectHost(const Endpoint& endpoint, Socket& socket, Deadline& deadline, std::string& detail) {
   AddressList list(nullptr, &::freeaddrinfo);
-  std::int32_t error = lookUp(endpoint, list, detail);
-  for (const addrinfo* at = list.get(); at != nullptr; at = at->ai_next) {
-    error = socket.connect(at->ai_addr, at->ai_addrlen, deadline);
-    if (error == noError || error == timedOut) break;
-  }
-  return error;
+  const std::int32_t error = lookUp(endpoint, list, detail);
+  return error != noError ? error : socket.connectAny(list.get(), deadline);
 }
 
 // A server that refuses may have said why and closed before it heard us.

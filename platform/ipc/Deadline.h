@@ -20,6 +20,11 @@ public:
     const auto rest = std::chrono::ceil<std::chrono::milliseconds>(m_end - Clock::now()).count();
     return static_cast<int>(std::max<std::int64_t>(rest, 0));
   }
+  // Half of what is left, for an attempt that shall leave time for another one.
+  Deadline half() {
+    const int rest = left();
+    return Deadline(rest < 0 ? 0 : std::max(rest / 2, 1));
+  }
   // The whole time, where this is the first question; else -1. Spares the first wait a second look.
   std::int32_t takeWhole() {
     if (m_begun) return -1;

@@ -1,11 +1,11 @@
 #include "platform/ipc/Listener.h"
 
-#include <netinet/tcp.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <utility>
 
+#include "platform/ipc/Socket.h"
 #include "platform/support/Trace.h"
 #include "platform/support/UnicodeString.h"
 
@@ -15,12 +15,6 @@ namespace {
 
 // Descriptors may be used up; asking again at once would only burn time.
 constexpr std::chrono::milliseconds pauseTime{50};
-
-void tuneTcp(int descriptor) {
-  const int on = 1;
-  ::setsockopt(descriptor, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-  ::setsockopt(descriptor, SOL_SOCKET, SO_KEEPALIVE, &on, sizeof on);
-}
 
 int familyOf(const Endpoint& endpoint) {
   if (endpoint.kind == Endpoint::Kind::Unix) return AF_UNIX;

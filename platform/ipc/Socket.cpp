@@ -56,6 +56,16 @@ std::span<const std::uint8_t> hostPart(const sockaddr_storage& address) {
 
 }  // namespace
 
+void tuneTcp(int descriptor) {
+  setOption(descriptor, IPPROTO_TCP, TCP_NODELAY, 1);
+  setOption(descriptor, SOL_SOCKET, SO_KEEPALIVE, 1);
+  setOption(descriptor, IPPROTO_TCP, TCP_KEEPIDLE, keepIdleSeconds);
+  setOption(descriptor, IPPROTO_TCP, TCP_KEEPINTVL, keepIntervalSeconds);
+  setOption(descriptor, IPPROTO_TCP, TCP_KEEPCNT, keepCount);
+  setOption(descriptor, IPPROTO_TCP, TCP_USER_TIMEOUT,
+            (keepIdleSeconds + keepCount * keepIntervalSeconds) * 1000);
+}
+
 Socket::Socket(Socket&& other) noexcept
     : m_descriptor(std::exchange(other.m_descriptor, -1)), m_receiveLimit(other.m_receiveLimit) {}
 
@@ -76,22 +86,12 @@ void Socket::limitBlocking(int option, std::int32_t milliseconds) const {
   ::setsockopt(m_descriptor, SOL_SOCKET, option, &time, sizeof time);
 }
 
-void Socket::tuneTcp() const {
-  setOption(m_descriptor, IPPROTO_TCP, TCP_NODELAY, 1);
-  setOption(m_descriptor, SOL_SOCKET, SO_KEEPALIVE, 1);
-  setOption(m_descriptor, IPPROTO_TCP, TCP_KEEPIDLE, keepIdleSeconds);
-  setOption(m_descriptor, IPPROTO_TCP, TCP_KEEPINTVL, keepIntervalSeconds);
-  setOption(m_descriptor, IPPROTO_TCP, TCP_KEEPCNT, keepCount);
-  setOption(m_descriptor, IPPROTO_TCP, TCP_USER_TIMEOUT,
-            (keepIdleSeconds + keepCount * keepIntervalSeconds) * 1000);
-}
-
 std::int32_t Socket::connect(const sockaddr* address, socklen_t size, Deadline& deadline) {
   close();
   m_receiveLimit = 0;
   m_descriptor = ::socket(address->sa_family, SOCK_STREAM | SOCK_CLOEXEC, 0);
   if (m_descriptor < 0) return fromErrno(errno);
-  if (address->sa_family != AF_UNIX) tuneTcp();
+  if (address->sa_family != AF_UNIX) tuneTcp(m_descriptor);
   for (;;) {
     const int left = deadline.left();
     if (left == 0) return timedOut;
@@ -99,6 +99,16 @@ std::int32_t Socket::connect(const sockaddr* address, socklen_t size, Deadline& 
     if (::connect(m_descriptor, address, size) == 0 || errno == EISCONN) return noError;
     if (errno != EINTR) return fromErrno(errno);
   }
+}
+
+std::int32_t Socket::connectAny(const addrinfo* list, Deadline& deadline) {
+  std::int32_t error = unknownHost;
+  for (const addrinfo* at = list; at != nullptr; at = at->ai_next) {
+    Deadline part = at->ai_next != nullptr ? deadline.half() : deadline;
+    error = connect(at->ai_addr, at->ai_addrlen, part);
+    if (error == noError || deadline.left() == 0) break;
+  }
+  return error;
 }
 
 std::int32_t Socket::wait(short events, Deadline& deadline) const {

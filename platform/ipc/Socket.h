@@ -1,6 +1,8 @@
-// A connected stream socket of the client, with operations that end in time and raise no signal.
+// A connected stream socket of the client, with operations that end in time and raise no signal; and what TCP
+// sockets of both ends have in common.
 #pragma once
 
+#include <netdb.h>
 #include <sys/socket.h>
 #include <sys/uio.h>
 
@@ -11,6 +13,9 @@
 #include "platform/ipc/Deadline.h"
 
 namespace ipc {
+
+// Small frames at once, and a peer that vanished without a word is noticed within a minute or so.
+void tuneTcp(int descriptor);
 
 // Operations give ipc::noError or what went wrong. One object belongs to one thread at a time.
 class Socket {
@@ -24,6 +29,10 @@ public:
 
   // Closes what was open before. The socket does not pass to programs that this process starts.
   std::int32_t connect(const sockaddr* address, socklen_t size, Deadline& deadline);
+
+  // The same to the first address of the list that can be reached. One that does not answer leaves half of
+  // the time to the others. The error is that of the last one tried.
+  std::int32_t connectAny(const addrinfo* list, Deadline& deadline);
 
   // Sends all of the bytes; the vectors are used up. Sent is what has gone out also on failure.
   std::int32_t send(std::span<iovec> bytes, std::size_t& sent, Deadline& deadline);
@@ -39,7 +48,6 @@ public:
 private:
   std::int32_t wait(short events, Deadline& deadline) const;
   void limitBlocking(int option, std::int32_t milliseconds) const;
-  void tuneTcp() const;
 
   int m_descriptor = -1;
   std::int32_t m_receiveLimit = 0;  // what the system was told last, milliseconds

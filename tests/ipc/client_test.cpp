@@ -1,7 +1,9 @@
 // What a client meets before and beside the exchange: names, servers that fail at every stage, forks,
 // signals.
+#include <netdb.h>
 #include <pthread.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -9,6 +11,7 @@
 #include <fstream>
 #include <future>
 
+#include "platform/ipc/Socket.h"
 #include "platform/registry/RegistryStore.h"
 #include "platform/registry/registry.h"
 #include "platform/support/Trace.h"
@@ -214,6 +217,34 @@ TEST(Client, TimeOutInTheMiddleOfSendingCloses) {
   EXPECT_FALSE(client.IsOpen());
   EXPECT_EQ(client.closed, 1);
   over.set_value();
+}
+
+// An address that lets connections wait for ever must not use up the time of the others.
+TEST(Client, TriesTheNextAddressInTime) {
+  const TempDirectory directory;
+  const FakeServer server(directory / "good", [](RawPeer&) {});
+  sockaddr_un addresses[2] = {};
+  const char* const names[] = {"full", "good"};
+  addrinfo list[2] = {};
+  for (int i = 0; i < 2; ++i) {
+    addresses[i].sun_family = AF_UNIX;
+    (directory / names[i]).copy(addresses[i].sun_path, sizeof addresses[i].sun_path - 1);
+    list[i].ai_addr = reinterpret_cast<sockaddr*>(&addresses[i]);
+    list[i].ai_addrlen = sizeof addresses[i];
+  }
+  list[0].ai_next = &list[1];
+  const int full = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  ASSERT_EQ(::bind(full, list[0].ai_addr, list[0].ai_addrlen), 0);
+  ASSERT_EQ(::listen(full, 0), 0);
+  const RawPeer waiting = RawPeer::connect("unix:" + directory / "full");
+
+  ipc::Socket socket;
+  ipc::Deadline deadline(400);
+  EXPECT_EQ(socket.connectAny(list, deadline), ipc::noError);
+  ipc::Deadline alone(50);
+  list[0].ai_next = nullptr;
+  EXPECT_EQ(socket.connectAny(list, alone), ipc::timedOut);
+  ::close(full);
 }
 
 // Part of a list must not pass for the whole of it: whoever asks on finds out.

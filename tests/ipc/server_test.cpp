@@ -1,4 +1,6 @@
 // What a server bears: frames that are none, slow peers, too many of them, its own end.
+#include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -131,6 +133,29 @@ TEST_F(Server, IdleConnectionsMayStay) {
   EXPECT_EQ(silent.readAll(), "");  // the times have passed
   idle.send(request(echo, "abc").bytes());
   EXPECT_EQ(idle.readFrame(), "verdict 1 0");
+}
+
+// A peer whose machine lost its power says nothing any more, and must not hold its place for hours.
+TEST_F(Server, AsksSilentPeersOfTheNetworkWhetherTheyAreThere) {
+  start({}, "tcp");
+  const RawPeer peer = greeted();
+  const auto port = static_cast<std::uint16_t>(std::stoi(endpoint.substr(endpoint.rfind(':') + 1)));
+  int found = 0;
+  for (int descriptor = 3; descriptor < 256; ++descriptor) {
+    sockaddr_in own{};
+    sockaddr_in other{};
+    socklen_t size = sizeof own;
+    socklen_t otherSize = sizeof other;
+    if (::getsockname(descriptor, reinterpret_cast<sockaddr*>(&own), &size) != 0) continue;
+    if (::getpeername(descriptor, reinterpret_cast<sockaddr*>(&other), &otherSize) != 0) continue;
+    if (own.sin_family != AF_INET || ntohs(own.sin_port) != port) continue;
+    ++found;
+    int idle = 0;
+    socklen_t idleSize = sizeof idle;
+    ASSERT_EQ(::getsockopt(descriptor, IPPROTO_TCP, TCP_KEEPIDLE, &idle, &idleSize), 0);
+    EXPECT_LE(idle, 60);
+  }
+  EXPECT_EQ(found, 1);
 }
 
 TEST_F(Server, EndsWhoDoesNotTakeTheAnswer) {
