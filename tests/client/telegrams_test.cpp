@@ -1,5 +1,6 @@
 // Every telegram as a service gets it, and what becomes of the answers.
 #include <bit>
+#include <future>
 #include <limits>
 #include <thread>
 
@@ -371,6 +372,32 @@ TEST_F(MasterTest, AListEndsWithItsConnection) {
   EXPECT_EQ(client.GetLastError(), 0);
   EXPECT_EQ(client.GetChildNodes(path, &err), nullptr);
   EXPECT_EQ(err, std::uint32_t(client.GetLastError()));
+}
+
+// Whoever has to know that a list is whole asks something else behind it.
+TEST_F(MasterTest, AListThatStopsComingLeavesNoConnection) {
+  std::promise<void> over;
+  const auto ended = over.get_future().share();
+  const ipc::Bytes node =
+      container([name = std::u16string(3000, u'a')](DfsBin& out) { add(out, key::nodeName, name.c_str()); });
+  // Much more than is made ready ahead of what has gone out, and then nothing any more.
+  constexpr std::size_t most = 100;
+  master.Then([&](ipc::Exchange& exchange) {
+    exchange.acceptEach([&node, ended, count = std::size_t{0}](ipc::Bytes& next) mutable {
+      if (++count == most) ended.wait();
+      next = node;
+      return count < most;
+    });
+  });
+  ((IpcClient&)client).SetRequestTO(500);  // NOLINT(*cast*)
+  std::uint32_t err = untouched;
+  EXPECT_THAT(client.GetChildNodes(path, &err),
+              testing::Pointee(SizeIs(AllOf(testing::Gt(0U), testing::Lt(most)))));
+  EXPECT_EQ(err, untouched);
+  UnicodeString space;
+  EXPECT_FALSE(client.GetPrcSpace(space, &err));
+  EXPECT_EQ(err, std::uint32_t(ipc::notOpen));
+  over.set_value();
 }
 
 // What a reply says of its value's size against what it holds.
