@@ -100,7 +100,12 @@ std::uint16_t letterByRegistryType(std::uint32_t registryType) {
   }
 }
 
+// As the store folds names: there are two characters beyond ASCII that fold into it.
 char16_t lower(char16_t c) {
+  constexpr char16_t longS = 0x017F;
+  constexpr char16_t kelvin = 0x212A;
+  if (c == longS) return u's';
+  if (c == kelvin) return u'k';
   return c >= u'A' && c <= u'Z' ? static_cast<char16_t>(c - u'A' + u'a') : c;
 }
 

@@ -45,7 +45,7 @@ enum class Part : std::uint8_t {
 };
 Part partOf(const UnicodeString& name);
 
-// Registry names are case-insensitive.
+// Registry names are case-insensitive, by the folding of Unicode; the other one is ASCII.
 bool isNamed(const UnicodeString& name, const char16_t* other);
 
 }  // namespace service

@@ -254,6 +254,8 @@ TEST_F(RequestsTest, RefusesPropertiesThatMustNotBe) {
       {pathOf(u"T", u"Fixed"), property(u"@value", u'I', bytesOf(1)), 15},
       {pathOf(u"T", u"P"), property(u"@value", u'S', bytesOf(u"a")), 16},
       {pathOf(u"T", u"P"), property(u"WS07", u'D', std::vector<std::uint8_t>(8)), 16},
+      {pathOf(u"T", u"P"), property(u"@\u017FUPERvalue", u'S', bytesOf(u"a")),
+       16},  // the same name to the store
       {pathOf(u"T", u"P"), property(u"@value", u'I', {1}), 87},
       {pathOf(u"T", u"P"), property(u"@type", u'S', bytesOf(u"S")), 87},
       {pathOf(u"T", u"P"), property(u"@unit", u'?', {1}), 13},
