@@ -233,11 +233,13 @@ public:
   }
 
 private:
-  // A fault of the text has no number of its own; its place goes into trace and trail.
+  // A fault of the text has no number of its own; its place goes into trace and trail. What stands there may be
+  // a value that the trail must not show.
   Code Refuse(const regtext::ImportResult& result) {
-    deed.outcome = result.Message();
+    const std::string message = result.Message();
+    deed.outcome = result.fault ? "a fault in line " + std::to_string(result.fault.line) : message;
     _DbgSetLine(u"service\\Changes", __LINE__, u'W');
-    _DbgOut(u"Import refused: %s", UnicodeString(deed.outcome.c_str()));
+    _DbgOut(u"Import refused: %s", UnicodeString(message.c_str()));
     return result.status != 0 ? result.status : badTelegram;
   }
 
