@@ -233,8 +233,8 @@ public:
   }
 
 private:
-  // A fault of the text has no number of its own; its place goes into trace and trail. What stands there may be
-  // a value that the trail must not show.
+  // A fault of the text has no number of its own; its place goes into trace and trail. What stands there may
+  // be a value that the trail must not show.
   Code Refuse(const regtext::ImportResult& result) {
     const std::string message = result.Message();
     deed.outcome = result.fault ? "a fault in line " + std::to_string(result.fault.line) : message;
