@@ -383,7 +383,7 @@ TEST_F(MasterTest, AListThatStopsComingLeavesNoConnection) {
   // Much more than is made ready ahead of what has gone out, and then nothing any more.
   constexpr std::size_t most = 100;
   master.Then([&](ipc::Exchange& exchange) {
-    exchange.acceptEach([&node, ended, count = std::size_t{0}](ipc::Bytes& next) mutable {
+    exchange.acceptEach([node, ended, count = std::size_t{0}](ipc::Bytes& next) mutable {
       if (++count == most) ended.wait();
       next = node;
       return count < most;
