@@ -237,7 +237,8 @@ private:
   // be a value that the trail must not show.
   Code Refuse(const regtext::ImportResult& result) {
     const std::string message = result.Message();
-    deed.outcome = result.fault ? "a fault in line " + std::to_string(result.fault.line) : message;
+    deed.outcome =
+        result.fault && result.status == 0 ? "a fault in line " + std::to_string(result.fault.line) : message;
     _DbgSetLine(u"service\\Changes", __LINE__, u'W');
     _DbgOut(u"Import refused: %s", UnicodeString(message.c_str()));
     return result.status != 0 ? result.status : badTelegram;

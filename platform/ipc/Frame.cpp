@@ -18,6 +18,8 @@ constexpr std::size_t codeAt = 12;
 constexpr std::size_t serviceAt = 16;
 constexpr std::size_t valueAt = 20;
 
+constexpr std::size_t keptCapacity = 64U << 10;  // of a reader between frames
+
 void put(std::uint8_t* at, std::uint32_t number) {
   for (int i = 0; i < 4; ++i) at[i] = static_cast<std::uint8_t>(number >> (8 * i));
 }
@@ -48,10 +50,16 @@ HeaderBytes encodeHeader(const Frame& frame) {
 
 FrameReader::FrameReader(std::uint32_t limit, std::size_t capacity)
     : m_limit(limit),
-      m_capacity(std::max(capacity, headerBytes)),
+      m_startCapacity(std::max(capacity, headerBytes)),
+      m_capacity(m_startCapacity),
       m_buffer(std::make_unique<std::uint8_t[]>(m_capacity)) {}
 
 std::span<std::uint8_t> FrameReader::room() {
+  if (m_begin == m_end && m_capacity > std::max(m_startCapacity, keptCapacity)) {
+    m_capacity = m_startCapacity;
+    m_buffer = std::make_unique<std::uint8_t[]>(m_capacity);
+    clear();
+  }
   if (m_begin > 0) {
     std::memmove(m_buffer.get(), m_buffer.get() + m_begin, m_end - m_begin);
     m_end -= m_begin;

@@ -42,7 +42,8 @@ using HeaderBytes = std::array<std::uint8_t, headerBytes>;
 HeaderBytes encodeHeader(const Frame& frame);
 
 // Cuts a stream of bytes into frames. Room for a large frame is made as its bytes come, not on its
-// header's word. One object belongs to one thread at a time.
+// header's word, and is given back behind it: many idle connections cost little whatever they once sent. One
+// object belongs to one thread at a time.
 class FrameReader {
 public:
   enum class State : std::uint8_t {
@@ -72,6 +73,7 @@ private:
   State check(const std::uint8_t* header) const;
 
   std::uint32_t m_limit;
+  const std::size_t m_startCapacity;
   std::size_t m_capacity;
   std::unique_ptr<std::uint8_t[]> m_buffer;
   std::size_t m_begin = 0;  // of what is not yet delivered

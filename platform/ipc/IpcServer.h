@@ -47,7 +47,7 @@ public:
   Exchange& operator=(const Exchange&) = delete;
   virtual ~Exchange() = default;
 
-  // All of this is valid, and constant, as long as the exchange lives.
+  // All of this is constant; it is valid as long as the exchange lives, the data until it is answered.
   virtual const Peer& peer() const = 0;
   virtual SessionId session() const = 0;
   virtual std::int32_t number() const = 0;

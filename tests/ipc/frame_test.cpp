@@ -43,6 +43,24 @@ TEST(FrameReader, DeliversTheSameInAnyPieces) {
   EXPECT_EQ(readAll(bytes.substr(0, 47), 1, 324), "1/0/0/ partial");
 }
 
+// A thousand idle connections must not keep what one large request each once took.
+TEST(FrameReader, GivesBackTheRoomOfALargeFrame) {
+  FrameReader reader(ipc::maxFrameBytes, 4096);
+  const std::string bytes = request(7, std::string(1'000'000, 'p')).bytes();
+  for (std::size_t at = 0; at < bytes.size();) {
+    const auto room = reader.room();
+    const std::size_t count = std::min(room.size(), bytes.size() - at);
+    std::copy_n(bytes.begin() + static_cast<std::ptrdiff_t>(at), count, room.begin());
+    reader.received(count);
+    at += count;
+  }
+  ipc::Frame frame;
+  ASSERT_EQ(reader.next(frame), FrameReader::State::Frame);
+  EXPECT_EQ(frame.payload.size(), 1'000'000U);
+  EXPECT_EQ(reader.room().size(), 4096U);
+  EXPECT_EQ(reader.next(frame), FrameReader::State::Idle);
+}
+
 TEST(FrameReader, HeaderComesBackAsItWas) {
   const std::uint8_t payload[] = {1, 2, 3};
   const ipc::Frame frame{ipc::FrameKind::Reply, ipc::flagLast, 1, -2, 3, -4, payload};
