@@ -140,6 +140,13 @@ void Daemon::Signal(int signal) const {
   ::kill(m_process, signal);
 }
 
+void Daemon::Freeze() const {
+  Signal(SIGSTOP);
+  int status = 0;
+  while (::waitpid(m_process, &status, WUNTRACED) < 0 && errno == EINTR) {
+  }
+}
+
 int Daemon::Wait() {
   int status = 0;
   while (::waitpid(m_process, &status, 0) < 0 && errno == EINTR) {

@@ -43,6 +43,8 @@ public:
 
   pid_t Process() const { return m_process; }
   void Signal(int signal) const;
+  // SIGSTOP, and returns when none of its threads runs any more. SIGCONT lets it go on.
+  void Freeze() const;
   // Waits for its end: the exit code, or 128 and the number of the signal that ended it.
   int Wait();
   // SIGTERM and its end.

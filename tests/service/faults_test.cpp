@@ -172,7 +172,7 @@ TEST_F(FaultsTest, AStoppedDaemonTimesOutAndGoesOn) {
   telegram::add(fields, telegram::key::nodePath, pathOf(u"Made"));
   telegram::add(fields, telegram::key::user, u"");
   telegram::add(fields, telegram::key::ws, u"");
-  m_daemon.Signal(SIGSTOP);
+  m_daemon.Freeze();
   EXPECT_FALSE(raw.Request(4, 0, fields.GetData(), fields.GetDataSize()));
   EXPECT_EQ(raw.GetLastError(), ipc::timedOut);
   m_daemon.Signal(SIGCONT);

@@ -169,7 +169,7 @@ TEST_F(PiecesTest, BelongToTheirConnectionAndGoWithIt) {
 
 TEST_F(PiecesTest, WaitForADaemonThatStandsStillAndGoWithOneThatIsKilled) {
   EXPECT_EQ(First(m_text.substr(0, 20), m_text.size()), 0);
-  m_daemon.Signal(SIGSTOP);
+  m_daemon.Freeze();
   m_raw.SetRequestTO(200);
   Further(m_text.substr(20));
   EXPECT_EQ(m_raw.GetLastError(), ipc::timedOut);
@@ -248,7 +248,7 @@ protected:
 };
 
 TEST_F(LargeExportTest, GoesOnWhereTheDaemonDoes) {
-  m_daemon.Signal(SIGSTOP);
+  m_daemon.Freeze();
   std::thread other([this] { m_daemon.Signal(SIGCONT); });
   Take(all);
   other.join();
@@ -257,7 +257,7 @@ TEST_F(LargeExportTest, GoesOnWhereTheDaemonDoes) {
 }
 
 TEST_F(LargeExportTest, CutShortLeavesNoConnection) {
-  m_daemon.Signal(SIGSTOP);
+  m_daemon.Freeze();
   m_raw.SetRequestTO(100);
   Take(all);
   EXPECT_EQ(m_raw.GetLastError(), ipc::timedOut);
