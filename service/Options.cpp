@@ -100,6 +100,10 @@ std::string setImportRoom(Options& options, Value value) {
   return setNumber<std::size_t>(value, 1, 1U << 30U, options.settings.importRoom);
 }
 
+std::string setAnswerRoom(Options& options, Value value) {
+  return setNumber<std::size_t>(value, 1, std::size_t{1} << 40U, options.settings.answerRoom);
+}
+
 std::string setThreads(Options& options, Value value) {
   return setNumber<unsigned>(value, 1, 256, options.threads);
 }
@@ -148,6 +152,7 @@ constexpr std::array table = {
     Option{"max-unauthenticated", "N", "network connections before their greeting (64)",
            setLimit<&ipc::Limits::unauthenticated>},
     Option{"max-import", "CHARS", "characters of all imports under way (67108864)", setImportRoom},
+    Option{"max-listings", "BYTES", "bytes of all listings that wait to be taken (268435456)", setAnswerRoom},
     Option{"frame-timeout", "TIME", "for a frame to arrive or be taken (10s)", setLimit<&ipc::Limits::frame>},
     Option{"handshake-timeout", "TIME", "for a greeting (5s)", setLimit<&ipc::Limits::handshake>},
     Option{"drain-timeout", "TIME", "for open requests at the end (30s)", setLimit<&ipc::Limits::drain>},

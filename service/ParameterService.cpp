@@ -147,9 +147,19 @@ void ParameterService::AnswerRead(ipc::Exchange& exchange, Request request) {
     exchange.reject(code);
   } else if (replies.Count() == 1) {
     exchange.accept(replies.At(0));
+  } else if (auto held = Hold(replies.Size())) {
+    accept(exchange, std::exchange(replies, {}), std::move(held));
   } else {
-    accept(exchange, std::exchange(replies, {}));
+    exchange.reject(noRoom);
   }
+}
+
+// A share of the room for answers that their peers have still to take, which may take them long. Null where
+// there is none left.
+std::shared_ptr<void> ParameterService::Hold(std::size_t bytes) {
+  const auto release = [bytes](std::atomic<std::size_t>* held) { *held -= bytes; };
+  std::shared_ptr<void> share(&m_held, release);
+  return (m_held += bytes) <= m_settings.answerRoom ? share : nullptr;
 }
 
 void ParameterService::Export(const Shared& exchange) {

@@ -18,7 +18,8 @@ namespace service {
 struct Settings {
   UnicodeString space;  // the process space of the parameters named by topic and name
   AccessRules access;
-  std::size_t importRoom = 64U << 20U;  // characters of all imports under way
+  std::size_t importRoom = 64U << 20U;   // characters of all imports under way
+  std::size_t answerRoom = 256U << 20U;  // bytes of all listings that wait to be taken
 };
 
 // Serves all fifteen requests on the tree of the store that this process uses. Reads are answered on the
@@ -47,11 +48,13 @@ private:
   void Change(Pending pending, Right right);
   void Refuse(const Shared& exchange, telegram::Request request, Code code);
   Tree& ThreadTree();
+  std::shared_ptr<void> Hold(std::size_t bytes);
 
   const Settings m_settings;
   AuditLog& m_audit;
   ImportStages m_imports;
   std::atomic<int> m_exports{0};
+  std::atomic<std::size_t> m_held{0};  // bytes of listings
   Writer m_writer;
   Worker m_worker;
 };

@@ -62,13 +62,14 @@ void Replies::Clear() {
   m_ends.clear();
 }
 
-void accept(ipc::Exchange& exchange, Replies replies) {
-  exchange.acceptEach([replies = std::move(replies), at = std::size_t{0}](Bytes& reply) mutable {
-    if (at == replies.Count()) return false;
-    const View next = replies.At(at++);
-    reply.assign(next.begin(), next.end());
-    return true;
-  });
+void accept(ipc::Exchange& exchange, Replies replies, std::shared_ptr<void> held) {
+  exchange.acceptEach(
+      [replies = std::move(replies), held = std::move(held), at = std::size_t{0}](Bytes& reply) mutable {
+        if (at == replies.Count()) return false;
+        const View next = replies.At(at++);
+        reply.assign(next.begin(), next.end());
+        return true;
+      });
 }
 
 }  // namespace service

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <span>
 #include <vector>
 
@@ -49,6 +50,7 @@ public:
     const std::size_t begin = index == 0 ? 0 : m_ends[index - 1];
     return View(m_bytes).subspan(begin, m_ends[index] - begin);
   }
+  std::size_t Size() const { return m_bytes.size(); }  // bytes of all
   void Reserve(std::size_t count) { m_ends.reserve(count); }
   // Keeps the memory for the next answer, unless it is much.
   void Clear();
@@ -77,7 +79,7 @@ private:
   std::vector<std::size_t> m_ends;
 };
 
-// Answers with the verdict "done" and the replies.
-void accept(ipc::Exchange& exchange, Replies replies);
+// Answers with the verdict "done" and the replies; what is held is let go with the last of them.
+void accept(ipc::Exchange& exchange, Replies replies, std::shared_ptr<void> held = {});
 
 }  // namespace service

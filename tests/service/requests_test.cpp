@@ -16,6 +16,8 @@ using testing::IsEmpty;
 
 class RequestsTest : public ServiceTest {
 protected:
+  explicit RequestsTest(const Arguments& arguments = {}) : ServiceTest(arguments) {}
+
   // A text read for a workstation, or the code of the refusal in parentheses.
   std::string Read(const UnicodeString& topic, const UnicodeString& par, const char16_t* workstation = u"") {
     char16_t text[1024];
@@ -174,6 +176,25 @@ TEST_F(RequestsTest, ListsMoreNodesThanOneThreadShallWaitFor) {
   const auto* nodes = m_client->GetChildNodes(pathOf(u"T"), &code);
   ASSERT_TRUE(nodes) << code;
   EXPECT_EQ(nodes->size(), 600U);
+}
+
+class SmallListingsTest : public RequestsTest {
+protected:
+  SmallListingsTest() : RequestsTest({"--max-listings", "20000"}) {}
+};
+
+// Who lists much and takes it slowly must not fill the daemon's memory.
+TEST_F(SmallListingsTest, ShareTheRoomThatThereIs) {
+  RegistryTransaction all;
+  for (int i = 0; i < 300; ++i) Put(pathOf(u"T") + u"\\" + UnicodeString(i), u"@value", i);
+  ASSERT_EQ(all.Commit(), 0);
+  std::uint32_t code = 0;
+  for (int i = 0; i < 100; ++i) {
+    ASSERT_TRUE(m_client->GetProperties(pathOf(u"T", u"0"), &code)) << code;
+    EXPECT_FALSE(m_client->GetChildNodes(pathOf(u"T"), &code));
+    EXPECT_EQ(code, 1450U);
+    ASSERT_TRUE(m_client->GetChildNodes(root, &code)) << code;
+  }
 }
 
 TEST_F(RequestsTest, ListsPropertiesWithTheirTypes) {
