@@ -29,6 +29,7 @@ set(SPS_PUBLIC_HEADERS
     src/RgNode.h
     src/SpSrvClnt.h
     src/SpSrvClntEx.h
+    src/Spa.h
     src/spc.h)
 foreach(header IN LISTS SPS_PUBLIC_HEADERS)
   string(REGEX REPLACE "^src/" "" installed ${header})

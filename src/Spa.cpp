@@ -11,6 +11,7 @@ const Spa::Level Spa::levels[] = {{&Spa::m_rootName, &Spa::m_pRootNode, 1},
 
 Spa::Spa() = default;
 
+// NOLINTNEXTLINE(bugprone-copy-constructor-init,readability-redundant-member-init): a new Spc part is meant
 Spa::Spa(const Spa& source) : Spc() {
   CopyLevels(source);
 }

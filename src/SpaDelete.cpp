@@ -36,7 +36,7 @@ void Spa::CloseIfNamed(Depth depth, const UnicodeString& name) {
 
 // The names say what is emptied; the level above says where the last key goes.
 bool Spa::DelKey(Depth depth, const UnicodeString& name) {
-  const Depth above = static_cast<Depth>(depth - 1);
+  const auto above = static_cast<Depth>(depth - 1);
   if (!NodeOf(above)) return false;
   if (name.IsEmpty()) return Fail(ERROR_FILE_NOT_FOUND);  // the registry would take it for the key itself
   if (depth != Parameter) {

@@ -129,7 +129,6 @@ TEST_F(SpaTest, AReleaseKeepsNamesAndAllElse) {
 
 struct Operation {
   const char* name;
-  std::size_t level;    // in States()
   std::int32_t closed;  // the code without a node
   std::int32_t failed;  // the code on a level whose opening failed, -1: success with 0
   std::function<bool(Spa&)> run;
@@ -150,55 +149,53 @@ std::vector<Operation> operations() {
   static std::uint16_t letter;
   count = sizeof data;
   return {
-      {"GoFirstPrcSpace", 0, 1, stale, [](Spa& s) { return s.GoFirstPrcSpace(); }},
-      {"GetNextPrcSpace", 0, 1, 0, [](Spa& s) { return s.GetNextPrcSpace(text); }},
-      {"DelPrcSpace", 0, 1, 6, [](Spa& s) { return s.DelPrcSpace(u"p2"); }},
-      {"GoFirstTopic", 1, 3, stale, [](Spa& s) { return s.GoFirstTopic(); }},
-      {"GetNextTopic", 1, 3, 0, [](Spa& s) { return s.GetNextTopic(text); }},
-      {"DelTopic", 1, 3, 6, [](Spa& s) { return s.DelTopic(u"t3"); }},
-      {"GoFirstParam", 2, 4, stale, [](Spa& s) { return s.GoFirstParam(); }},
-      {"GetNextPar", 2, 4, 0, [](Spa& s) { return s.GetNextPar(text); }},
-      {"DelParameter", 2, 4, 6, [](Spa& s) { return s.DelParameter(u"b"); }},
-      {"GoFirstParProp", 3, 5, stale, [](Spa& s) { return s.GoFirstParProp(); }},
-      {"GetNextParProp", 3, 5, 0, [](Spa& s) { return s.GetNextParProp(text, data, count); }},
-      {"GetPropCnt", 3, 5, success,
-       [](Spa& s) { return s.GetPropCnt(count) && (!s.GetLastError() || !count); }},
-      {"GetMaxPropData", 3, 5, success,
-       [](Spa& s) { return s.GetMaxPropData(count) && (!s.GetLastError() || !count); }},
-      {"GetParValue number", 3, 5, 6, [](Spa& s) { return s.GetParValue(u"n", number); }},
-      {"GetParValue float", 3, 5, 6, [](Spa& s) { return s.GetParValue(u"n", real); }},
-      {"GetParValue large", 3, 5, 6, [](Spa& s) { return s.GetParValue(u"n", large); }},
-      {"GetParValue text", 3, 5, 6, [](Spa& s) { return s.GetParValue(u"n", text); }},
-      {"GetParValue boolean", 3, 5, 6, [](Spa& s) { return s.GetParValue(u"f", flag); }},
-      {"GetParAttr letter", 3, 5, 6, [](Spa& s) { return s.GetParAttr(u"@type", letter); }},
-      {"GetParAttr text", 3, 5, 6, [](Spa& s) { return s.GetParAttr(u"n", text); }},
-      {"GetParAttr flag", 3, 5, 6, [](Spa& s) { return s.GetParAttr(u"n", flag); }},
-      {"GetParType", 3, 5, 6, [](Spa& s) { return s.GetParType(letter); }},
-      {"SetParValue text", 3, 5, 6, [](Spa& s) { return s.SetParValue(u"v", UnicodeString(u"x")); }},
-      {"SetParValue number", 3, 5, 6, [](Spa& s) { return s.SetParValue(u"v", 1); }},
-      {"SetParValue float", 3, 5, 6, [](Spa& s) { return s.SetParValue(u"v", 1.5); }},
-      {"SetParValue large", 3, 5, 6, [](Spa& s) { return s.SetParValue(u"v", &large); }},
-      {"SetParValue boolean", 3, 5, 6, [](Spa& s) { return s.SetParValue(u"v", true); }},
-      {"SetParAttr text", 3, 5, 6, [](Spa& s) { return s.SetParAttr(u"v", UnicodeString(u"x")); }},
-      {"SetParAttr letter", 3, 5, 6, [](Spa& s) { return s.SetParAttr(u"v", u'W'); }},
-      {"SetParAttr flag", 3, 5, 6, [](Spa& s) { return s.SetParAttr(u"v", true); }},
-      {"SetParAttr no flag", 3, 5, 6, [](Spa& s) { return s.SetParAttr(u"v", false); }},
-      {"DelParProperty", 3, 5, 6, [](Spa& s) { return s.DelParProperty(u"n"); }},
+      {"GoFirstPrcSpace", 1, stale, [](Spa& s) { return s.GoFirstPrcSpace(); }},
+      {"GetNextPrcSpace", 1, 0, [](Spa& s) { return s.GetNextPrcSpace(text); }},
+      {"DelPrcSpace", 1, 6, [](Spa& s) { return s.DelPrcSpace(u"p3"); }},
+      {"GoFirstTopic", 3, stale, [](Spa& s) { return s.GoFirstTopic(); }},
+      {"GetNextTopic", 3, 0, [](Spa& s) { return s.GetNextTopic(text); }},
+      {"DelTopic", 3, 6, [](Spa& s) { return s.DelTopic(u"t3"); }},
+      {"GoFirstParam", 4, stale, [](Spa& s) { return s.GoFirstParam(); }},
+      {"GetNextPar", 4, 0, [](Spa& s) { return s.GetNextPar(text); }},
+      {"DelParameter", 4, 6, [](Spa& s) { return s.DelParameter(u"b"); }},
+      {"GoFirstParProp", 5, stale, [](Spa& s) { return s.GoFirstParProp(); }},
+      {"GetNextParProp", 5, 0, [](Spa& s) { return s.GetNextParProp(text, data, count); }},
+      {"GetPropCnt", 5, success, [](Spa& s) { return s.GetPropCnt(count); }},
+      {"GetMaxPropData", 5, success, [](Spa& s) { return s.GetMaxPropData(count); }},
+      {"GetParValue number", 5, 6, [](Spa& s) { return s.GetParValue(u"n", number); }},
+      {"GetParValue float", 5, 6, [](Spa& s) { return s.GetParValue(u"n", real); }},
+      {"GetParValue large", 5, 6, [](Spa& s) { return s.GetParValue(u"n", large); }},
+      {"GetParValue text", 5, 6, [](Spa& s) { return s.GetParValue(u"n", text); }},
+      {"GetParValue boolean", 5, 6, [](Spa& s) { return s.GetParValue(u"f", flag); }},
+      {"GetParAttr letter", 5, 6, [](Spa& s) { return s.GetParAttr(u"@type", letter); }},
+      {"GetParAttr text", 5, 6, [](Spa& s) { return s.GetParAttr(u"n", text); }},
+      {"GetParAttr flag", 5, 6, [](Spa& s) { return s.GetParAttr(u"n", flag); }},
+      {"GetParType", 5, 6, [](Spa& s) { return s.GetParType(letter); }},
+      {"SetParValue text", 5, 6, [](Spa& s) { return s.SetParValue(u"v", UnicodeString(u"x")); }},
+      {"SetParValue number", 5, 6, [](Spa& s) { return s.SetParValue(u"v", 1); }},
+      {"SetParValue float", 5, 6, [](Spa& s) { return s.SetParValue(u"v", 1.5); }},
+      {"SetParValue large", 5, 6, [](Spa& s) { return s.SetParValue(u"v", &large); }},
+      {"SetParValue boolean", 5, 6, [](Spa& s) { return s.SetParValue(u"v", true); }},
+      {"SetParAttr text", 5, 6, [](Spa& s) { return s.SetParAttr(u"v", UnicodeString(u"x")); }},
+      {"SetParAttr letter", 5, 6, [](Spa& s) { return s.SetParAttr(u"v", u'W'); }},
+      {"SetParAttr flag", 5, 6, [](Spa& s) { return s.SetParAttr(u"v", true); }},
+      {"SetParAttr no flag", 5, 6, [](Spa& s) { return s.SetParAttr(u"v", false); }},
+      {"DelParProperty", 5, 6, [](Spa& s) { return s.DelParProperty(u"n"); }},
   };
 }
 
 class LevelStates : public SpaTest {
 protected:
   LevelStates() {
+    Make(u"p3");
     OpenAll();
     EXPECT_TRUE(spa.SetParValue(u"n", 7) && spa.SetParAttr(u"@type", u'I') && spa.SetParAttr(u"f", true));
     OpenAll();
   }
-  // Leaves the stale code, with all names set.
+  // Leaves the stale code.
   void Spoil() {
     ASSERT_TRUE(spa.GetTopicAcc(testRoot, u"p1", u"v", true, true));
     ExpectFailure(spa.GetParAcc(testRoot, u"p1", u"v", u"x", true, false), stale);
-    spa.m_prcSpaceName = u"p1";
   }
 };
 
@@ -219,7 +216,7 @@ TEST_F(LevelStates, AClosedLevelGivesItsCode) {
     SCOPED_TRACE(operation.name);
     ExpectFailure(operation.run(spa), operation.closed);
   }
-  EXPECT_TRUE(Exists(u"p2\\t1\\c") && Exists(u"p1\\t3") && Exists(u"p1\\t1\\b"));
+  EXPECT_TRUE(Exists(u"p3") && Exists(u"p1\\t3") && Exists(u"p1\\t1\\b"));
 }
 
 TEST_F(LevelStates, AFailedLevelIsFoundButHoldsNothing) {
@@ -234,6 +231,10 @@ TEST_F(LevelStates, AFailedLevelIsFoundButHoldsNothing) {
     EXPECT_EQ(operation.run(spa), operation.failed == success);
     EXPECT_EQ(spa.GetLastError(), code);
   }
+  std::uint32_t count = 99;
+  std::uint32_t size = 99;
+  EXPECT_TRUE(spa.GetPropCnt(count) && spa.GetMaxPropData(size));
+  EXPECT_EQ(count + size, 0U);
 }
 
 TEST_F(SpaTest, ALevelWhoseKeyWentGivesTheRegistrysNumber) {
