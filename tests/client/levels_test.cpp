@@ -1,6 +1,7 @@
 // Opening, releasing and copying the levels, and what every state of a level does to every operation.
 #include <functional>
 #include <memory>
+#include <optional>
 
 #include "tests/client/SpaTest.h"
 
@@ -253,7 +254,7 @@ TEST_F(SpaTest, ALevelWhoseKeyWentGivesTheRegistrysNumber) {
 }
 
 TEST_F(SpaTest, CopiesOutliveTheirSource) {
-  auto source = std::make_unique<OpenSpa>();
+  std::optional<OpenSpa> source(std::in_place);
   source->SetUser(u"miller");
   ASSERT_TRUE(source->GetTopicAcc(testRoot, u"p1", u"t1", false, false));
   ASSERT_TRUE(source->GetParAcc(u"a", false, false));
