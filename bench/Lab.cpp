@@ -63,6 +63,10 @@ const std::string& Lab::useWideTree() {
   return useStore("wide", [&] { makeWideTree(scaled(hundredThousand)); });
 }
 
+const std::string& Lab::useEmptyStore() {
+  return useStore("empty", [] {});
+}
+
 template <class Make>
 const std::vector<Access>& Lab::order(const std::string& name, const Make& make) {
   const auto [place, isNew] = m_orders.try_emplace(name);

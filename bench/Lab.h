@@ -36,6 +36,8 @@ public:
   // Make the store in use the one with that tree, and return its directory. Sizes are those named.
   const std::string& useTree(Shape shape, std::uint32_t size);
   const std::string& useWideTree();
+  // One without any tree, for a benchmark that makes its own and deletes it.
+  const std::string& useEmptyStore();
 
   // A new directory for whatever else a benchmark needs; it goes with the lab.
   std::string makeDirectory(const std::string& name);

@@ -15,6 +15,7 @@ namespace bench {
 void registerReads(Lab& lab);
 void registerWrites(Lab& lab);
 void registerOpenings(Lab& lab);
+void registerAdministration(Lab& lab);
 
 // Registers the benchmark; whatever it throws becomes its error.
 template <class Run>

@@ -17,6 +17,7 @@ int main(int argc, char** argv) {
     bench::registerReads(lab);
     bench::registerWrites(lab);
     bench::registerOpenings(lab);
+    bench::registerAdministration(lab);
     const bool hasRun = benchmark::RunSpecifiedBenchmarks() > 0;
     benchmark::Shutdown();
     return hasRun ? 0 : 1;

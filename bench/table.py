@@ -30,6 +30,8 @@ BOUNDS = {
     ("sps/set/string/1k", "lmdb/set/string/1k"): 1.3,
     ("sps/set/string/1M", "lmdb/set/string/1M"): 1.3,
     ("sps/walk/100k", "sps/walk/10"): None,
+    ("sps/spa-walk/100k", "sps/get/string/100k"): 2.0,
+    ("sps/spa-delete/10k-transaction", "sps/spa-delete/10k"): 0.1,
     ("sps/remote-get/unix/same-core", "echo/remote-get/unix/same-core"): 2.0,
     ("sps/remote-get/unix/same-core", "redis/remote-get/unix/same-core"): 1.0,
     ("sps/remote-get/unix/two-cores", "echo/remote-get/unix/two-cores"): 2.0,

@@ -1,7 +1,6 @@
 // Opening, releasing and copying the levels, and what every state of a level does to every operation.
 #include <functional>
 #include <memory>
-#include <optional>
 
 #include "tests/client/SpaTest.h"
 
@@ -253,20 +252,23 @@ TEST_F(SpaTest, ALevelWhoseKeyWentGivesTheRegistrysNumber) {
   EXPECT_TRUE(Exists(u"p1\\t1"));
 }
 
-TEST_F(SpaTest, CopiesOutliveTheirSource) {
-  std::optional<OpenSpa> source(std::in_place);
-  source->SetUser(u"miller");
-  ASSERT_TRUE(source->GetTopicAcc(testRoot, u"p1", u"t1", false, false));
-  ASSERT_TRUE(source->GetParAcc(u"a", false, false));
-  ASSERT_FALSE(source->GetPrcSpaceAcc(u"none", false, false));
+// A copy of an object that is gone, and the same assigned to the other.
+OpenSpa leftOf(OpenSpa& other) {
+  OpenSpa source;
+  source.SetUser(u"miller");
+  EXPECT_TRUE(source.GetTopicAcc(testRoot, u"p1", u"t1", false, false));
+  EXPECT_TRUE(source.GetParAcc(u"a", false, false));
+  EXPECT_FALSE(source.GetPrcSpaceAcc(u"none", false, false));
   UnicodeString name;
-  ASSERT_TRUE(source->GetNextPar(name));
+  EXPECT_TRUE(source.GetNextPar(name));
+  other = source;
+  return OpenSpa(source);
+}
 
-  OpenSpa copy(*source);
+TEST_F(SpaTest, CopiesOutliveTheirSource) {
   spa.SetUser(u"jones");
   ASSERT_TRUE(spa.GetRootAcc(testRoot, false, false));
-  spa = *source;
-  source.reset();
+  OpenSpa copy = leftOf(spa);
   for (OpenSpa* each : {&copy, &spa}) {
     EXPECT_EQ(each->States(), "-foo");
     EXPECT_EQ(each->Names(), R"(HKEY_LOCAL_MACHINE\Tree p1 t1 a)");
