@@ -25,17 +25,22 @@ INSTANTIATE_TEST_SUITE_P(
                     Arguments{"set", "T", "P"}, Arguments{"set", "T", "P", "1", "--stdin"},
                     Arguments{"create", "T", "P"}, Arguments{"create", "T", "P", "--type", "X"},
                     Arguments{"create", "T", "P", "--type", "I", "--override", "X"}, Arguments{"rm"},
-                    Arguments{"rm", "T", "--value", "V", "--yes"}, Arguments{"ls", "T", "--spaces"},
-                    Arguments{"import"}, Arguments{"export", "HKLM", "--all"}, Arguments{"store"},
-                    Arguments{"store", "copy"}, Arguments{"explain", "T", "P", "--as", "Q"},
-                    Arguments{"--space", "a\\b", "ls"}, Arguments{"--master", "x", "ls"}));
+                    Arguments{"rm", "T", "--value", "V", "--yes"}, Arguments{"params"},
+                    Arguments{"props", "T"}, Arguments{"delete"}, Arguments{"delete", "value", "T", "P", "V"},
+                    Arguments{"delete", "space", ""}, Arguments{"delete", "space", "S", "--space", "S"},
+                    Arguments{"delete", "topic", "a\\b"}, Arguments{"delete", "prop", "T", "P", ""},
+                    Arguments{"ls", "T", "--spaces"}, Arguments{"import"},
+                    Arguments{"export", "HKLM", "--all"}, Arguments{"store"}, Arguments{"store", "copy"},
+                    Arguments{"explain", "T", "P", "--as", "Q"}, Arguments{"--space", "a\\b", "ls"},
+                    Arguments{"--master", "x", "ls"}));
 
 class Streams : public ToolTest {};
 
 TEST_F(Streams, HelpIsAnAnswer) {
   const std::string help = Out({"--help"});
-  for (const char* command : {"get", "set", "create", "attr", "rm", "ls", "tree", "show", "explain", "dirs",
-                              "logmode", "import", "export", "store", "master", "version"}) {
+  for (const char* command : {"get",     "set",    "create", "attr",   "rm",     "ls",     "tree",   "show",
+                              "explain", "spaces", "topics", "params", "props",  "walk",   "delete", "dirs",
+                              "logmode", "import", "export", "store",  "master", "version"}) {
     EXPECT_THAT(help, HasSubstr("\n  " + std::string(command) + ' '));
     EXPECT_THAT(Out({command, "--help"}), HasSubstr("Usage: sps " + std::string(command)));
   }

@@ -17,6 +17,8 @@ void addCreateCommand(CLI::App& app, Context& context);     // create
 void addAttributeCommand(CLI::App& app, Context& context);  // attr
 void addRemoveCommand(CLI::App& app, Context& context);     // rm
 void addListCommands(CLI::App& app, Context& context);      // ls, tree
+void addLevelCommands(CLI::App& app, Context& context);     // spaces, topics, params, props, walk
+void addDeleteCommand(CLI::App& app, Context& context);     // delete
 void addShowCommand(CLI::App& app, Context& context);       // show
 void addExplainCommand(CLI::App& app, Context& context);    // explain
 void addDirectoryCommand(CLI::App& app, Context& context);  // dirs
@@ -29,6 +31,7 @@ void addVersionCommand(CLI::App& app, Context& context);    // version
 // Headings of the help.
 inline constexpr const char* parameterGroup = "Parameters";
 inline constexpr const char* installationGroup = "Installation";
+inline constexpr const char* treeGroup = "Tree, as it is stored";
 inline constexpr const char* registryGroup = "Registry";
 
 // The two arguments TOPIC and PARAMETER as given.
@@ -63,6 +66,9 @@ bool mustScramble(char16_t letter, bool encrypt, bool isScrambled);
 
 // Ends create for a parameter that is there.
 [[noreturn]] void refuseExisting(Context& context, const ParameterName& name);
+
+// Answers with names, one a line; in JSON as that field of the answer.
+void answerNames(Context& context, const std::vector<std::u16string>& names, Json answer, const char* field);
 
 // Standard input to its end as a value; one line end at the end is left out.
 std::string standardInputValue();

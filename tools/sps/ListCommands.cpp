@@ -105,16 +105,6 @@ Json topicJson(const ListedTopic& topic) {
   return json;
 }
 
-void answerNames(Context& context, const std::vector<std::u16string>& names, Json answer, const char* field) {
-  std::string text;
-  answer[field] = Json::array();
-  for (const std::u16string& name : names) {
-    text += oneLine(name) + '\n';
-    answer[field].push_back(toUtf8(name));
-  }
-  context.Answer([&] { return text; }, [&] { return answer; });
-}
-
 Json spaceJson(Context& context) {
   return {{"space", toUtf8(context.Parameters().GetPrcSpaceName().View())}};
 }
@@ -201,6 +191,16 @@ void addListing(CLI::App& command, Context& context, void (*run)(Context&, const
 }
 
 }  // namespace
+
+void answerNames(Context& context, const std::vector<std::u16string>& names, Json answer, const char* field) {
+  std::string text;
+  answer[field] = Json::array();
+  for (const std::u16string& name : names) {
+    text += oneLine(name) + '\n';
+    answer[field].push_back(toUtf8(name));
+  }
+  context.Answer([&] { return text; }, [&] { return answer; });
+}
 
 void addListCommands(CLI::App& app, Context& context) {
   addListing(

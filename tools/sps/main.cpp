@@ -55,6 +55,8 @@ void addCommands(CLI::App& app, Context& context) {
   addExplainCommand(app, context);
   addDirectoryCommand(app, context);
   addLogModeCommand(app, context);
+  addLevelCommands(app, context);
+  addDeleteCommand(app, context);
   addTransferCommands(app, context);
   addStoreCommands(app, context);
   addMasterCommand(app, context);

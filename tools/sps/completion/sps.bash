@@ -1,7 +1,8 @@
 # Completion of sps for bash: commands, options, topics and parameters of the store or the master that the line
 # names.
 
-_sps_commands="get set create attr rm ls tree show explain dirs logmode import export store master version"
+_sps_commands="get set create attr rm ls tree show explain spaces topics params props walk delete dirs logmode
+               import export store master version"
 _sps_global="--server --space --workstation --user --instance --store --json --trace --help"
 
 _sps_options() {
@@ -11,6 +12,7 @@ _sps_options() {
                   --disable-log --encrypt" ;;
     attr) echo "--clear" ;;
     rm) echo "--value --yes" ;;
+    delete) echo "--yes --dry-run" ;;
     ls) echo "--spaces --reveal" ;;
     tree | show) echo "--reveal" ;;
     explain) echo "--as --reveal" ;;
@@ -29,13 +31,22 @@ _sps_offer() {
 }
 
 _sps_names() {
-  local place=$1
+  local place=$1 command=$command
+  if [[ $command == delete && $place -gt 1 ]]; then
+    command=delete-$kind
+    ((place--))
+  fi
   case $place:$command in
-    1:get | 1:set | 1:create | 1:attr | 1:rm | 1:ls | 1:tree | 1:show | 1:explain)
-      _sps_offer < <(sps "${scope[@]}" ls 2>/dev/null) ;;
-    2:get | 2:set | 2:attr | 2:rm | 2:show | 2:explain)
-      # Columns stand two blanks apart, and the type is one character.
-      _sps_offer < <(sps "${scope[@]}" ls "$topic" 2>/dev/null | sed -E 's/ +[A-Z?-]  .*$//') ;;
+    1:get | 1:set | 1:create | 1:attr | 1:rm | 1:ls | 1:tree | 1:show | 1:explain | 1:params | 1:props | 1:walk | \
+      1:delete-topic | 1:delete-param | 1:delete-prop)
+      _sps_offer < <(sps "${scope[@]}" topics 2>/dev/null) ;;
+    2:get | 2:set | 2:attr | 2:rm | 2:show | 2:explain | 2:props | 2:delete-param | 2:delete-prop)
+      _sps_offer < <(sps "${scope[@]}" params "$topic" 2>/dev/null) ;;
+    3:delete-prop)
+      # Columns stand two blanks apart, and the second is a type of the registry.
+      _sps_offer < <(sps "${scope[@]}" props "$topic" "$par" 2>/dev/null | sed -E 's/ +(REG_|type )[^ ]*  .*$//') ;;
+    1:delete) _sps_offer < <(printf '%s\n' space topic param prop) ;;
+    1:delete-space) _sps_offer < <(sps "${scope[@]}" spaces 2>/dev/null) ;;
     3:attr) _sps_offer < <(printf '%s\n' type override readonly replicate disableLog encrypt decrypt unit \
                                          description functional) ;;
     1:dirs) _sps_offer < <(printf '%s\n' root bin config help install log syslog tmp) ;;
@@ -60,7 +71,7 @@ _sps_join() {
 }
 
 _sps() {
-  local cur=${COMP_WORDS[COMP_CWORD]} command="" topic="" place=0 i word
+  local cur=${COMP_WORDS[COMP_CWORD]} command="" kind="" topic="" par="" place=0 i word
   local scope=() line
   COMPREPLY=()
   _sps_join
@@ -77,9 +88,14 @@ _sps() {
       *)
         if [[ -z $command ]]; then command=$word; else
           ((place++))
-          if [[ $place -eq 1 ]]; then
-            # Quotes and backslashes of the shell go; the word is never evaluated.
-            topic=${word//[\\\"\']/}
+          # Quotes and backslashes of the shell go; the word is never evaluated.
+          word=${word//[\\\"\']/}
+          if [[ $command == delete && -z $kind ]]; then
+            kind=$word
+          elif [[ -z $topic ]]; then
+            topic=$word
+          elif [[ -z $par ]]; then
+            par=$word
           fi
         fi ;;
     esac
