@@ -7,19 +7,12 @@
 
 #include "platform/registry/RegistryView.h"
 #include "tests/registry/RegistryTest.h"
+#include "tests/support/Sanitized.h"
 
 namespace regtest {
 namespace {
 
 constexpr const char16_t* path = u"Software\\Test";
-
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool isSanitized = true;
-#elif defined(__has_feature)
-constexpr bool isSanitized = __has_feature(address_sanitizer) || __has_feature(thread_sanitizer);
-#else
-constexpr bool isSanitized = false;
-#endif
 
 // One byte at a time between processes.
 class Pipe {

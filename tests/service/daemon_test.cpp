@@ -15,19 +15,12 @@
 #include "platform/registry/RegistryStore.h"
 #include "platform/support/Utf.h"
 #include "tests/service/ServiceTest.h"
+#include "tests/support/Sanitized.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 using testing::HasSubstr;
-
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool isSanitized = true;
-#elif defined(__has_feature)
-constexpr bool isSanitized = __has_feature(address_sanitizer) || __has_feature(thread_sanitizer);
-#else
-constexpr bool isSanitized = false;
-#endif
 
 class DaemonTest : public testing::Test {
 protected:
