@@ -1,0 +1,19 @@
+#include "platform/recordset/DslExc.h"
+
+#include <array>
+
+namespace {
+
+constexpr std::array errors{u"unknown column", u"wrong type",          u"no row",
+                            u"no number",      u"number out of range", u"text too long"};
+
+}  // namespace
+
+DslExc::DslExc(Failure failure, const UnicodeString& message)
+    : ExcBase(ExcBase::Error, errType, u"DSL", failure, message) {}
+
+DslExc::~DslExc() = default;
+
+UnicodeString DslExc::GetError() const {
+  return errors[static_cast<std::size_t>(GetErrorId() - UnknownColumn)];
+}

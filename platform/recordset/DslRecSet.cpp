@@ -1,0 +1,102 @@
+#include "platform/recordset/DslRecSet.h"
+
+#include <algorithm>
+#include <limits>
+
+#include "platform/recordset/DslExc.h"
+
+DslRecSet::DslRecSet() = default;
+
+// What sorting and searching keep between calls names columns of the source: a copy starts without.
+DslRecSet::DslRecSet(const DslRecSet& source)
+    : DslFieldArray(source),
+      DssQuickSort(source),
+      DssBinarySearch(source),
+      m_numRows(source.m_numRows),
+      m_selectedRow(source.m_selectedRow) {}
+
+DslRecSet& DslRecSet::operator=(const DslRecSet& source) {
+  if (this == &source) return *this;
+  DslFieldArray::operator=(source);
+  m_numRows = source.m_numRows;
+  m_selectedRow = source.m_selectedRow;
+  m_index = {};
+  return *this;
+}
+
+DslRecSet::~DslRecSet() = default;
+
+bool DslRecSet::AddRow() {
+  if (m_numRows == std::numeric_limits<std::int32_t>::max()) return false;
+  for (const auto& column : Columns()) column->SetNumRows(m_numRows + 1);
+  m_selectedRow = m_numRows++;
+  Touch();
+  return true;
+}
+
+bool DslRecSet::DeleteAllRows() {
+  for (const auto& column : Columns()) column->SetNumRows(0);
+  m_numRows = 0;
+  m_selectedRow = -1;
+  Touch();
+  return true;
+}
+
+bool DslRecSet::SelectRow(std::int32_t row, bool relative) {
+  const std::int64_t wanted = std::int64_t{row} + (relative ? m_selectedRow : 0);
+  if (wanted < 0 || wanted >= m_numRows) return false;
+  m_selectedRow = static_cast<std::int32_t>(wanted);
+  return true;
+}
+
+bool DslRecSet::SortBy(std::int32_t column1, std::int32_t column2, std::int32_t column3, std::int32_t column4,
+                       std::int32_t column5) {
+  std::array<const DslCol*, maxSortColumns> columns{};
+  std::size_t count = 0;
+  for (const std::int32_t number : {column1, column2, column3, column4, column5}) {
+    if (number < 0) break;
+    columns[count++] = &GetColumn(number);
+  }
+  m_comparedColumns = columns;
+  const std::vector<std::int32_t> order = Sort(m_numRows);
+  for (const auto& column : Columns()) column->Reorder(order);
+  if (m_selectedRow >= 0) {
+    m_selectedRow = static_cast<std::int32_t>(std::ranges::find(order, m_selectedRow) - order.begin());
+  }
+  Touch();
+  return true;
+}
+
+bool DslRecSet::FindI4(UnicodeString column, std::int32_t value) {
+  const DslCol& searched = GetColumn(column);
+  if (!searched.IsNumber()) {
+    UnicodeString message;
+    message.Format(u"Column \"%s\" has no numbers to find", column);
+    throw DslExc(DslExc::WrongType, message);
+  }
+  CompareBy(searched);
+  if (m_index.column != &searched || m_index.revision != GetRevision()) Renew(searched);
+  m_soughtNumber = value;
+  const std::int32_t row = Search(m_index.rows);
+  return row >= 0 && SelectRow(row, false);
+}
+
+void DslRecSet::CompareBy(const DslCol& column) {
+  m_comparedColumns = {&column};
+}
+
+void DslRecSet::Renew(const DslCol& column) {
+  m_index.column = &column;
+  m_index.rows = Sort(m_numRows);
+  m_index.revision = GetRevision();
+}
+
+std::int32_t DslRecSet::Compare(std::int32_t left, std::int32_t right) const {
+  for (const DslCol* const column : m_comparedColumns) {
+    if (!column) break;
+    const std::int32_t result =
+        right == sought ? column->CompareNumber(left, m_soughtNumber) : column->CompareRows(left, right);
+    if (result != 0) return result;
+  }
+  return 0;
+}
