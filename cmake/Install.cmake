@@ -13,12 +13,21 @@ set(SPS_PUBLIC_HEADERS
     platform/ipc/Errors.h
     platform/ipc/IpcBase.h
     platform/ipc/IpcClient.h
+    platform/recordset/DslBase.h
+    platform/recordset/DslCol.h
+    platform/recordset/DslExc.h
+    platform/recordset/DslField.h
+    platform/recordset/DslFieldArray.h
+    platform/recordset/DslRecSet.h
+    platform/recordset/DssBinarySearch.h
+    platform/recordset/DssQuickSort.h
     platform/registry/RegistryStore.h
     platform/registry/RegistryTransaction.h
     platform/registry/RegistryView.h
     platform/registry/registry.h
     platform/support/CriticalSection.h
     platform/support/Dfs.h
+    platform/support/ExcBase.h
     platform/support/Format.h
     platform/support/SecurityAttributes.h
     platform/support/ThreadAnnotations.h
@@ -30,6 +39,8 @@ set(SPS_PUBLIC_HEADERS
     src/SpSrvClnt.h
     src/SpSrvClntEx.h
     src/Spa.h
+    src/shc.h
+    src/shcBase.h
     src/spc.h)
 foreach(header IN LISTS SPS_PUBLIC_HEADERS)
   string(REGEX REPLACE "^src/" "" installed ${header})
