@@ -12,21 +12,22 @@ class App;
 
 namespace tool {
 
-void addValueCommands(CLI::App& app, Context& context);     // get, set
-void addCreateCommand(CLI::App& app, Context& context);     // create
-void addAttributeCommand(CLI::App& app, Context& context);  // attr
-void addRemoveCommand(CLI::App& app, Context& context);     // rm
-void addListCommands(CLI::App& app, Context& context);      // ls, tree
-void addLevelCommands(CLI::App& app, Context& context);     // spaces, topics, params, props, walk
-void addDeleteCommand(CLI::App& app, Context& context);     // delete
-void addShowCommand(CLI::App& app, Context& context);       // show
-void addExplainCommand(CLI::App& app, Context& context);    // explain
-void addDirectoryCommand(CLI::App& app, Context& context);  // dirs
-void addLogModeCommand(CLI::App& app, Context& context);    // logmode
-void addTransferCommands(CLI::App& app, Context& context);  // import, export
-void addStoreCommands(CLI::App& app, Context& context);     // store
-void addMasterCommand(CLI::App& app, Context& context);     // master
-void addVersionCommand(CLI::App& app, Context& context);    // version
+void addValueCommands(CLI::App& app, Context& context);      // get, set
+void addCreateCommand(CLI::App& app, Context& context);      // create
+void addAttributeCommand(CLI::App& app, Context& context);   // attr
+void addRemoveCommand(CLI::App& app, Context& context);      // rm
+void addListCommands(CLI::App& app, Context& context);       // ls, tree
+void addLevelCommands(CLI::App& app, Context& context);      // spaces, topics, params, props, walk
+void addDeleteCommand(CLI::App& app, Context& context);      // delete
+void addShowCommand(CLI::App& app, Context& context);        // show
+void addExplainCommand(CLI::App& app, Context& context);     // explain
+void addDirectoryCommand(CLI::App& app, Context& context);   // dirs
+void addLogModeCommand(CLI::App& app, Context& context);     // logmode
+void addTransferCommands(CLI::App& app, Context& context);   // import, export
+void addStoreCommands(CLI::App& app, Context& context);      // store
+void addMasterCommand(CLI::App& app, Context& context);      // master
+void addHierarchyCommands(CLI::App& app, Context& context);  // hierarchy, where
+void addVersionCommand(CLI::App& app, Context& context);     // version
 
 // Headings of the help.
 inline constexpr const char* parameterGroup = "Parameters";

@@ -60,6 +60,7 @@ void addCommands(CLI::App& app, Context& context) {
   addTransferCommands(app, context);
   addStoreCommands(app, context);
   addMasterCommand(app, context);
+  addHierarchyCommands(app, context);
   addVersionCommand(app, context);
 }
 

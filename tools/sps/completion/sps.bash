@@ -2,7 +2,7 @@
 # names.
 
 _sps_commands="get set create attr rm ls tree show explain spaces topics params props walk delete dirs logmode
-               import export store master version"
+               import export store master hierarchy where version"
 _sps_global="--server --space --workstation --user --instance --store --json --trace --help"
 
 _sps_options() {
@@ -19,6 +19,7 @@ _sps_options() {
     import) echo "--within --dry-run" ;;
     export) echo "--all --output --utf16" ;;
     master) echo "--requests" ;;
+    hierarchy) echo "--dot" ;;
   esac
 }
 
