@@ -85,7 +85,3 @@ std::int32_t DslCol::CompareRows(std::int32_t left, std::int32_t right) const {
   if (IsNumber()) return compare(m_numbers[index(left)], m_numbers[index(right)]);
   return m_texts[index(left)].Compare(m_texts[index(right)]);
 }
-
-std::int32_t DslCol::CompareNumber(std::int32_t row, std::int32_t number) const {
-  return compare(m_numbers[index(row)], number);
-}

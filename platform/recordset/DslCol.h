@@ -44,9 +44,8 @@ private:
   void Reorder(std::span<const std::int32_t> rows);
 
   // Below 0, 0 or above 0 as the field of the left row sorts before, equals or sorts after the right one's;
-  // texts by character code. The second is for columns of numbers.
+  // texts by character code.
   std::int32_t CompareRows(std::int32_t left, std::int32_t right) const;
-  std::int32_t CompareNumber(std::int32_t row, std::int32_t number) const;
 
   // A field a row, in the one that is the column's kind.
   std::vector<std::int32_t> m_numbers;

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "platform/recordset/DslExc.h"
+#include "platform/support/Scan.h"
 
 namespace {
 
@@ -44,7 +45,8 @@ std::unique_ptr<DslCol> DslFieldArray::TakeColumn(const DslCol& source) {
 }
 
 DslCol* DslFieldArray::FindColumn(const UnicodeString& name) const {
-  const auto found = std::ranges::find(m_columns, name, [](const auto& column) { return column->GetName(); });
+  const auto found = std::ranges::find_if(
+      m_columns, [&](const auto& column) { return support::isSame(column->GetName().View(), name.View()); });
   return found == m_columns.end() ? nullptr : found->get();
 }
 

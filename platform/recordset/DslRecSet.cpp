@@ -67,35 +67,34 @@ bool DslRecSet::SortBy(std::int32_t column1, std::int32_t column2, std::int32_t 
   return true;
 }
 
-bool DslRecSet::FindI4(UnicodeString column, std::int32_t value) {
+bool DslRecSet::FindI4(const UnicodeString& column, std::int32_t value) {
   const DslCol& searched = GetColumn(column);
   if (!searched.IsNumber()) {
     UnicodeString message;
     message.Format(u"Column \"%s\" has no numbers to find", column);
     throw DslExc(DslExc::WrongType, message);
   }
-  CompareBy(searched);
-  if (m_index.column != &searched || m_index.revision != GetRevision()) Renew(searched);
+  if (m_index.column != &searched || m_index.revision != GetRevision()) RenewIndex(searched);
   m_soughtNumber = value;
-  const std::int32_t row = Search(m_index.rows);
-  return row >= 0 && SelectRow(row, false);
+  const std::int32_t place = Search(m_numRows);
+  return place >= 0 && SelectRow(m_index.rows[static_cast<std::size_t>(place)], false);
 }
 
-void DslRecSet::CompareBy(const DslCol& column) {
+void DslRecSet::RenewIndex(const DslCol& column) {
   m_comparedColumns = {&column};
-}
-
-void DslRecSet::Renew(const DslCol& column) {
-  m_index.column = &column;
-  m_index.rows = Sort(m_numRows);
-  m_index.revision = GetRevision();
+  m_index = {&column, GetRevision(), {}, Sort(m_numRows)};
+  m_index.numbers.reserve(m_index.rows.size());
+  for (const std::int32_t row : m_index.rows) m_index.numbers.push_back(column.NumberAt(row));
 }
 
 std::int32_t DslRecSet::Compare(std::int32_t left, std::int32_t right) const {
+  if (right == sought) {
+    const std::int32_t number = m_index.numbers[static_cast<std::size_t>(left)];
+    return (number > m_soughtNumber) - (number < m_soughtNumber);
+  }
   for (const DslCol* const column : m_comparedColumns) {
     if (!column) break;
-    const std::int32_t result =
-        right == sought ? column->CompareNumber(left, m_soughtNumber) : column->CompareRows(left, right);
+    const std::int32_t result = column->CompareRows(left, right);
     if (result != 0) return result;
   }
   return 0;

@@ -51,25 +51,26 @@ public:
   // Selects the first row that has the number in that column. False, with the selection as it was, where none
   // has. A search after a change of the table sorts the column's fields once; those that follow halve their
   // way. Throws UnknownColumn, WrongType where it is no column of numbers.
-  bool FindI4(UnicodeString column, std::int32_t value);
+  bool FindI4(const UnicodeString& column, std::int32_t value);
 
 protected:
   std::int32_t NumFields() const override { return m_numRows; }
-  // Compares rows by the columns of the present sorting; the sought row of a search is its number.
+  // Compares rows by the columns of the present sorting, or a number of the index with the one that is
+  // sought.
   std::int32_t Compare(std::int32_t left, std::int32_t right) const override;
 
 private:
   static constexpr std::size_t maxSortColumns = 5;
 
-  // The row numbers in the order of one column's fields, for FindI4.
+  // One column's numbers in ascending order, and the row of each, for FindI4.
   struct Index {
     const DslCol* column = nullptr;
     std::uint64_t revision = 0;
+    std::vector<std::int32_t> numbers;
     std::vector<std::int32_t> rows;
   };
 
-  void CompareBy(const DslCol& column);
-  void Renew(const DslCol& column);
+  void RenewIndex(const DslCol& column);
 
   std::int32_t m_numRows = 0;
   std::int32_t m_selectedRow = -1;

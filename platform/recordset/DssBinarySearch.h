@@ -1,8 +1,7 @@
-// Search among sorted elements that only their owner can compare.
+// Search among elements that only their owner can compare.
 #pragma once
 
 #include <cstdint>
-#include <span>
 
 #include "platform/support/api.h"
 
@@ -20,6 +19,7 @@ protected:
   // Below 0, 0 or above 0 as the element sorts before, equals or sorts after what is sought.
   virtual std::int32_t Compare(std::int32_t element, std::int32_t other) const = 0;
 
-  // The first element of the sorted ones that equals what is sought; -1 where none does.
-  std::int32_t Search(std::span<const std::int32_t> sorted) const;
+  // The first of the elements 0 to count - 1, which are sorted, that equals what is sought; -1 where none
+  // does.
+  std::int32_t Search(std::int32_t count) const;
 };
