@@ -45,13 +45,12 @@ std::string Lab::makeDirectory(const std::string& name) {
   return path;
 }
 
-template <class Make>
-const std::string& Lab::useStore(const std::string& name, const Make& make) {
+const std::string& Lab::useStore(const std::string& name, const std::function<void()>& fill) {
   const auto [place, isNew] = m_stores.try_emplace(name);
   if (isNew) place->second = makeDirectory(name);
   if (m_storeInUse != name) registry::useStore(place->second);
   m_storeInUse = name;
-  if (isNew) make();
+  if (isNew) fill();
   return place->second;
 }
 

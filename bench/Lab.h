@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -36,6 +37,8 @@ public:
   // Make the store in use the one with that tree, and return its directory. Sizes are those named.
   const std::string& useTree(Shape shape, std::uint32_t size);
   const std::string& useWideTree();
+  // The store of that name, which is filled when it is used for the first time.
+  const std::string& useStore(const std::string& name, const std::function<void()>& fill);
   // One without any tree, for a benchmark that makes its own and deletes it.
   const std::string& useEmptyStore();
 
@@ -54,8 +57,6 @@ public:
   bool enter(const std::string& benchmark);
 
 private:
-  template <class Make>
-  const std::string& useStore(const std::string& name, const Make& make);
   template <class Make>
   const std::vector<Access>& order(const std::string& name, const Make& make);
 

@@ -16,6 +16,7 @@ void registerReads(Lab& lab);
 void registerWrites(Lab& lab);
 void registerOpenings(Lab& lab);
 void registerAdministration(Lab& lab);
+void registerHierarchy(Lab& lab);
 
 // Registers the benchmark; whatever it throws becomes its error.
 template <class Run>

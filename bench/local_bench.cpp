@@ -18,6 +18,7 @@ int main(int argc, char** argv) {
     bench::registerWrites(lab);
     bench::registerOpenings(lab);
     bench::registerAdministration(lab);
+    bench::registerHierarchy(lab);
     const bool hasRun = benchmark::RunSpecifiedBenchmarks() > 0;
     benchmark::Shutdown();
     return hasRun ? 0 : 1;

@@ -16,7 +16,7 @@ import statistics
 import sys
 
 LIBRARY = "sps"
-PEERS = ("dconf", "lmdb", "sqlite", "echo", "redis")
+PEERS = ("dconf", "lmdb", "sqlite", "array", "echo", "redis")
 
 # What a row of the library is held against besides the peers' rows of the same name, and how large its
 # share of that may be.
@@ -32,6 +32,7 @@ BOUNDS = {
     ("sps/walk/100k", "sps/walk/10"): None,
     ("sps/spa-walk/100k", "sps/get/string/100k"): 2.0,
     ("sps/spa-delete/10k-transaction", "sps/spa-delete/10k"): 0.1,
+    ("sps/hierarchy-load/100k", "sps/hierarchy-read/100k"): None,
     ("sps/remote-get/unix/same-core", "echo/remote-get/unix/same-core"): 2.0,
     ("sps/remote-get/unix/same-core", "redis/remote-get/unix/same-core"): 1.0,
     ("sps/remote-get/unix/two-cores", "echo/remote-get/unix/two-cores"): 2.0,
@@ -44,7 +45,12 @@ BOUNDS = {
     ("sps/remote-set/100k/64", "sps/remote-set/100k/1"): 0.067,
 }
 # Nanoseconds.
-LIMITS = {"sps/first-get/1k": 2e6, "sps/first-get/1M": 2e6}
+LIMITS = {
+    "sps/first-get/1k": 2e6,
+    "sps/first-get/1M": 2e6,
+    "sps/hierarchy-host/100k": 200,
+    "sps/hierarchy-find/100k": 200,
+}
 
 # Google Benchmark's additions to a name.
 SETTINGS = re.compile(r"/(real_time|manual_time|min_time:.*|iterations:.*|repeats:.*)$")
