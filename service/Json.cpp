@@ -39,13 +39,15 @@ std::size_t plainLength(std::basic_string_view<Char> text) {
 void appendOther(std::string& line, std::u16string_view& text) {
   const char16_t c = text.front();
   std::size_t length = 1;
-  if (isHigh(c) && text.size() > 1 && isLow(text[1])) {
+  if (c == u'"' || c == u'\\') {
+    line += '\\';
+    line += static_cast<char>(c);
+  } else if (isHigh(c) && text.size() > 1 && isLow(text[1])) {
     length = 2;
     line += support::toUtf8(text.substr(0, 2));
   } else if (isHidden(c)) {
     appendEscaped(line, c);
   } else {
-    if (c == u'"' || c == u'\\') line += '\\';
     line += support::toUtf8(text.substr(0, 1));
   }
   text.remove_prefix(length);

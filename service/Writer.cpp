@@ -26,12 +26,14 @@ Writer::~Writer() {
 }
 
 bool Writer::Submit(Pending& pending) {
+  bool isWanted = false;
   {
     const std::lock_guard lock(m_mutex);
     if (m_isStopping) return false;
     m_queue.push_back(std::move(pending));
+    isWanted = m_queue.size() == m_wanted;
   }
-  m_arrived.notify_one();
+  if (isWanted) m_arrived.notify_one();
   return true;
 }
 
@@ -45,13 +47,35 @@ void Writer::Stop() {
 }
 
 void Writer::Run() {
-  for (Group group = TakeGroup(); !group.empty(); group = TakeGroup()) Process(group);
+  for (Group group = TakeGroup(); !group.empty(); group = TakeGroup()) {
+    const auto begin = Clock::now();
+    Process(group);
+    m_lastDuration = Clock::now() - begin;
+    const std::lock_guard lock(m_mutex);
+    m_expected = std::min(m_queue.size() + group.size(), mostInGroup);
+  }
+}
+
+// Whoever was answered may be about to ask again, and a commit costs nearly the same for many as for one. So
+// a group waits until as many have come as were under way when the last one ended, as long as they keep
+// coming and it is little against what the commit takes.
+void Writer::Gather(std::unique_lock<std::mutex>& lock) {
+  const auto end = Clock::now() + m_lastDuration / 3;
+  const auto pause = m_lastDuration / 8;
+  m_wanted = m_expected;
+  const auto isDone = [this] { return m_isStopping || m_queue.size() >= m_wanted; };
+  for (std::size_t before = 0; !isDone() && m_queue.size() > before && Clock::now() < end;) {
+    before = m_queue.size();
+    m_arrived.wait_until(lock, std::min(end, Clock::now() + pause), isDone);
+  }
+  m_wanted = 1;
 }
 
 // What came first, up to a full group. A large change goes alone. Nothing at the end.
 Writer::Group Writer::TakeGroup() {
   std::unique_lock lock(m_mutex);
   m_arrived.wait(lock, [this] { return m_isStopping || !m_queue.empty(); });
+  Gather(lock);
   const auto isLarge = [](const Pending& pending) { return pending.change->IsLarge(); };
   const auto most = m_queue.begin() + static_cast<std::ptrdiff_t>(std::min(m_queue.size(), mostInGroup));
   auto end = std::find_if(m_queue.begin(), most, isLarge);

@@ -1,6 +1,7 @@
 // The one thread that changes the tree.
 #pragma once
 
+#include <chrono>
 #include <condition_variable>
 #include <memory>
 #include <mutex>
@@ -39,9 +40,11 @@ public:
 
 private:
   using Group = std::vector<Pending>;
+  using Clock = std::chrono::steady_clock;
 
   void Run();
   Group TakeGroup();
+  void Gather(std::unique_lock<std::mutex>& lock);
   void Process(std::span<Pending> group);
   Code Keep(std::span<Pending> group);
   Code Apply(Change& change);
@@ -54,6 +57,11 @@ private:
   std::condition_variable m_arrived;
   Group m_queue;  // guarded by the mutex, as the next
   bool m_isStopping = false;
+  std::size_t m_wanted = 1;  // the length of the queue that the thread is woken at
+  // Of the last group, for the thread alone: how many changes may come before the next one, and the time from
+  // taking it to having answered it.
+  std::size_t m_expected = 1;
+  Clock::duration m_lastDuration{};
   std::thread m_thread;
 };
 
