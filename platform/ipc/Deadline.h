@@ -16,7 +16,7 @@ public:
   // What is left, as poll takes it: milliseconds rounded up, 0 when it has passed, -1 without limit.
   int left() {
     if (m_whole == 0) return -1;
-    begin();
+    if (!m_begun) return begin();
     const auto rest = std::chrono::ceil<std::chrono::milliseconds>(m_end - Clock::now()).count();
     return static_cast<int>(std::max<std::int64_t>(rest, 0));
   }
@@ -25,20 +25,14 @@ public:
     const int rest = left();
     return Deadline(rest < 0 ? 0 : std::max(rest / 2, 1));
   }
-  // The whole time, where this is the first question; else -1. Spares the first wait a second look.
-  std::int32_t takeWhole() {
-    if (m_begun) return -1;
-    begin();
-    return m_whole;
-  }
 
 private:
   using Clock = std::chrono::steady_clock;
 
-  void begin() {
-    if (m_begun) return;
+  int begin() {
     m_begun = true;
     m_end = Clock::now() + std::chrono::milliseconds(m_whole);
+    return m_whole;
   }
 
   std::int32_t m_whole;

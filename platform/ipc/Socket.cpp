@@ -6,6 +6,7 @@
 #include <sys/time.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <utility>
@@ -28,6 +29,12 @@ void setOption(int descriptor, int level, int option, int value) {
 
 bool wouldBlock(int error) {
   return error == EAGAIN || error == EWOULDBLOCK;
+}
+
+// As long as it is blocked in connect; 0 for any time.
+void limitBlocking(int descriptor, int milliseconds) {
+  const timeval time{milliseconds / 1000, milliseconds % 1000 * 1000L};
+  ::setsockopt(descriptor, SOL_SOCKET, SO_SNDTIMEO, &time, sizeof time);
 }
 
 // Takes the bytes that have gone off the front of the vectors.
@@ -66,12 +73,10 @@ void tuneTcp(int descriptor) {
             (keepIdleSeconds + keepCount * keepIntervalSeconds) * 1000);
 }
 
-Socket::Socket(Socket&& other) noexcept
-    : m_descriptor(std::exchange(other.m_descriptor, -1)), m_receiveLimit(other.m_receiveLimit) {}
+Socket::Socket(Socket&& other) noexcept : m_descriptor(std::exchange(other.m_descriptor, -1)) {}
 
 Socket& Socket::operator=(Socket&& other) noexcept {
   std::swap(m_descriptor, other.m_descriptor);
-  std::swap(m_receiveLimit, other.m_receiveLimit);
   return *this;
 }
 
@@ -80,22 +85,15 @@ void Socket::close() {
   m_descriptor = -1;
 }
 
-// The system's own limit on blocking spares every exchange a call of poll.
-void Socket::limitBlocking(int option, std::int32_t milliseconds) const {
-  const timeval time{milliseconds / 1000, milliseconds % 1000 * 1000L};
-  ::setsockopt(m_descriptor, SOL_SOCKET, option, &time, sizeof time);
-}
-
 std::int32_t Socket::connect(const sockaddr* address, socklen_t size, Deadline& deadline) {
   close();
-  m_receiveLimit = 0;
   m_descriptor = ::socket(address->sa_family, SOCK_STREAM | SOCK_CLOEXEC, 0);
   if (m_descriptor < 0) return fromErrno(errno);
   if (address->sa_family != AF_UNIX) tuneTcp(m_descriptor);
   for (;;) {
     const int left = deadline.left();
     if (left == 0) return timedOut;
-    limitBlocking(SO_SNDTIMEO, left < 0 ? 0 : left);
+    limitBlocking(m_descriptor, std::max(left, 0));
     if (::connect(m_descriptor, address, size) == 0 || errno == EISCONN) return noError;
     if (errno != EINTR) return fromErrno(errno);
   }
@@ -132,7 +130,6 @@ std::int32_t Socket::send(std::span<iovec> bytes, std::size_t& sent, Deadline& d
       sent += static_cast<std::size_t>(count);
       bytes = advance(bytes, static_cast<std::size_t>(count));
     } else if (wouldBlock(errno)) {
-      deadline.takeWhole();  // a wait for the answer has less
       if (const std::int32_t error = wait(POLLOUT, deadline); error != noError) return error;
     } else if (errno != EINTR) {
       return connectionLost;
@@ -141,23 +138,17 @@ std::int32_t Socket::send(std::span<iovec> bytes, std::size_t& sent, Deadline& d
   return noError;
 }
 
+// Waits in poll: who is blocked in recv on a Unix socket is woken in vain when the peer takes what was sent.
 std::int32_t Socket::receive(std::span<std::uint8_t> room, std::size_t& got, Deadline& deadline) {
   got = 0;
-  int flags = MSG_DONTWAIT;
-  if (const std::int32_t whole = deadline.takeWhole(); whole >= 0) {
-    if (whole != m_receiveLimit) limitBlocking(SO_RCVTIMEO, whole);
-    m_receiveLimit = whole;
-    flags = 0;
-  }
   for (;;) {
-    const ssize_t count = ::recv(m_descriptor, room.data(), room.size(), flags);
+    if (const std::int32_t error = wait(POLLIN, deadline); error != noError) return error;
+    const ssize_t count = ::recv(m_descriptor, room.data(), room.size(), MSG_DONTWAIT);
     if (count > 0) {
       got = static_cast<std::size_t>(count);
       return noError;
     }
     if (count == 0 || (!wouldBlock(errno) && errno != EINTR)) return connectionLost;
-    if (const std::int32_t error = wait(POLLIN, deadline); error != noError) return error;
-    flags = MSG_DONTWAIT;
   }
 }
 

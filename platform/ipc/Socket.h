@@ -47,10 +47,8 @@ public:
 
 private:
   std::int32_t wait(short events, Deadline& deadline) const;
-  void limitBlocking(int option, std::int32_t milliseconds) const;
 
   int m_descriptor = -1;
-  std::int32_t m_receiveLimit = 0;  // what the system was told last, milliseconds
 };
 
 }  // namespace ipc
