@@ -250,8 +250,8 @@ void addLongRows(RemoteLab& lab) {
 
 void registerRemote(RemoteLab& lab) {
   for (const auto& [name, place] : arrangements) addReads(lab, name, place);
-  for (const std::size_t count : {1, 8, 64}) addWrites(lab, "1k", thousand, count);
-  for (const std::size_t count : {1, 64}) addWrites(lab, "100k", hundredThousand, count);
+  for (const std::size_t count : {1U, 8U, 64U}) addWrites(lab, "1k", thousand, count);
+  for (const std::size_t count : {1U, 64U}) addWrites(lab, "100k", hundredThousand, count);
   addLongRows(lab);
 }
 
