@@ -76,7 +76,8 @@ bool DslRecSet::FindI4(const UnicodeString& column, std::int32_t value) {
   }
   if (m_index.column != &searched || m_index.revision != GetRevision()) RenewIndex(searched);
   m_soughtNumber = value;
-  const std::int32_t place = Search(m_numRows);
+  const std::int32_t place = Search(
+      m_numRows, [this](std::int32_t left, std::int32_t right) { return DslRecSet::Compare(left, right); });
   return place >= 0 && SelectRow(m_index.rows[static_cast<std::size_t>(place)], false);
 }
 
