@@ -23,25 +23,23 @@ DslFieldArray::DslFieldArray(const DslFieldArray& source)
 
 DslFieldArray& DslFieldArray::operator=(const DslFieldArray& source) {
   if (this == &source) return *this;
-  std::vector<std::unique_ptr<DslCol>> columns;
-  for (const auto& column : source.m_columns) columns.push_back(TakeColumn(*column));
-  m_columns = std::move(columns);
+  Columns before = std::exchange(m_columns, {});
+  for (const auto& column : source.m_columns) {
+    m_columns.push_back(TakeLike(before, *column));
+    m_columns.back()->TakeFields(*column);
+  }
   Touch();
   return *this;
 }
 
 DslFieldArray::~DslFieldArray() = default;
 
-// Our own column that is like the source's, or a new one, with the source's fields.
-std::unique_ptr<DslCol> DslFieldArray::TakeColumn(const DslCol& source) {
+// One of the columns, if it is like the source's, or a new one.
+std::unique_ptr<DslCol> DslFieldArray::TakeLike(Columns& columns, const DslCol& source) {
   const auto like =
-      std::ranges::find_if(m_columns, [&](const auto& column) { return column && column->IsLike(source); });
-  std::unique_ptr<DslCol> column =
-      like != m_columns.end()
-          ? std::move(*like)
-          : std::make_unique<DslCol>(*this, source.GetName(), source.GetType(), source.GetLength());
-  column->TakeFields(source);
-  return column;
+      std::ranges::find_if(columns, [&](const auto& column) { return column && column->IsLike(source); });
+  if (like != columns.end()) return std::move(*like);
+  return std::make_unique<DslCol>(*this, source.GetName(), source.GetType(), source.GetLength());
 }
 
 DslCol* DslFieldArray::FindColumn(const UnicodeString& name) const {

@@ -33,14 +33,16 @@ public:
   void FieldChanged() override { Touch(); }
 
 protected:
+  using Columns = std::vector<std::unique_ptr<DslCol>>;
+
   // How many fields a new column needs.
   virtual std::int32_t NumFields() const = 0;
   // Null where there is none of that name.
   DslCol* FindColumn(const UnicodeString& name) const;
-  const std::vector<std::unique_ptr<DslCol>>& Columns() const { return m_columns; }
+  const Columns& AllColumns() const { return m_columns; }
 
 private:
-  std::unique_ptr<DslCol> TakeColumn(const DslCol& source);
+  std::unique_ptr<DslCol> TakeLike(Columns& columns, const DslCol& source);
 
-  std::vector<std::unique_ptr<DslCol>> m_columns;
+  Columns m_columns;
 };

@@ -17,6 +17,7 @@ DslRecSet::DslRecSet(const DslRecSet& source)
 
 DslRecSet& DslRecSet::operator=(const DslRecSet& source) {
   if (this == &source) return *this;
+  DeleteAllRows();  // so that columns and rows are of one mind also where the next step throws
   DslFieldArray::operator=(source);
   m_numRows = source.m_numRows;
   m_selectedRow = source.m_selectedRow;
@@ -28,14 +29,14 @@ DslRecSet::~DslRecSet() = default;
 
 bool DslRecSet::AddRow() {
   if (m_numRows == std::numeric_limits<std::int32_t>::max()) return false;
-  for (const auto& column : Columns()) column->SetNumRows(m_numRows + 1);
+  for (const auto& column : AllColumns()) column->SetNumRows(m_numRows + 1);
   m_selectedRow = m_numRows++;
   Touch();
   return true;
 }
 
 bool DslRecSet::DeleteAllRows() {
-  for (const auto& column : Columns()) column->SetNumRows(0);
+  for (const auto& column : AllColumns()) column->SetNumRows(0);
   m_numRows = 0;
   m_selectedRow = -1;
   Touch();
@@ -59,7 +60,7 @@ bool DslRecSet::SortBy(std::int32_t column1, std::int32_t column2, std::int32_t 
   }
   m_comparedColumns = columns;
   const std::vector<std::int32_t> order = Sort(m_numRows);
-  for (const auto& column : Columns()) column->Reorder(order);
+  for (const auto& column : AllColumns()) column->Reorder(order);
   if (m_selectedRow >= 0) {
     m_selectedRow = static_cast<std::int32_t>(std::ranges::find(order, m_selectedRow) - order.begin());
   }
