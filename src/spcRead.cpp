@@ -167,7 +167,8 @@ bool Spc::ReadPar(const char16_t* topic, const char16_t* par, ReadForm& form, st
 
   // One look at the store serves all steps of a local read, which makes them a good deal cheaper. It ends
   // before anything that may take long.
-  std::optional<RegistryView> view(std::in_place, RegistryView::Extent::Key);
+  std::optional<RegistryView> view;
+  if (m_localAccess) view.emplace(RegistryView::Extent::Key);
   RgNode node;
   const client::Placement placement = OpenPar(node, topic, par, code, ownNoErrMsg);
   if (placement == client::Placement::Failed) return false;

@@ -46,6 +46,7 @@ public:
   void close();
 
 private:
+  ssize_t sendOnce(std::span<iovec> bytes) const;
   std::int32_t wait(short events, Deadline& deadline) const;
 
   int m_descriptor = -1;
