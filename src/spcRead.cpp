@@ -67,7 +67,8 @@ public:
   bool SetText(UnicodeString&& text) override {
     const std::u16string_view view = text.View();
     if (view.size() >= m_capacity) return false;
-    *std::ranges::copy(view, m_value).out = 0;
+    view.copy(m_value, view.size());
+    m_value[view.size()] = u'\0';
     return true;
   }
 
