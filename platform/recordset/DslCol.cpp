@@ -15,11 +15,8 @@ std::int32_t compare(std::int32_t left, std::int32_t right) {
 }
 
 template <class Field>
-void reorder(std::vector<Field>& fields, std::span<const std::int32_t> rows) {
-  std::vector<Field> ordered;
-  ordered.reserve(fields.size());
-  for (const std::int32_t row : rows) ordered.push_back(std::move(fields[index(row)]));
-  fields = std::move(ordered);
+void swapAll(std::vector<Field>& fields, std::span<const RowSwap> swaps) noexcept {
+  for (const RowSwap& rows : swaps) std::swap(fields[index(rows.first)], fields[index(rows.second)]);
 }
 
 }  // namespace
@@ -60,9 +57,14 @@ bool DslCol::IsLike(const DslCol& other) const {
   return GetName() == other.GetName() && GetType() == other.GetType() && GetLength() == other.GetLength();
 }
 
-void DslCol::TakeFields(const DslCol& source) {
+void DslCol::CopyFields(const DslCol& source) {
   m_numbers = source.m_numbers;
   m_texts = source.m_texts;
+}
+
+void DslCol::SwapFields(DslCol& other) noexcept {
+  m_numbers.swap(other.m_numbers);
+  m_texts.swap(other.m_texts);
 }
 
 void DslCol::SetNumRows(std::int32_t count) {
@@ -73,11 +75,11 @@ void DslCol::SetNumRows(std::int32_t count) {
   }
 }
 
-void DslCol::Reorder(std::span<const std::int32_t> rows) {
+void DslCol::SwapRows(std::span<const RowSwap> swaps) noexcept {
   if (IsNumber()) {
-    reorder(m_numbers, rows);
+    swapAll(m_numbers, swaps);
   } else {
-    reorder(m_texts, rows);
+    swapAll(m_texts, swaps);
   }
 }
 

@@ -9,6 +9,12 @@
 #include "platform/support/UnicodeString.h"
 #include "platform/support/api.h"
 
+// Two rows that change places.
+struct RowSwap {
+  std::int32_t first;
+  std::int32_t second;
+};
+
 // Stands for the column of the whole table: it shows and takes the field of the row that is selected. Columns
 // are made by the table and are valid as long as it is.
 class SPS_API DslCol final : public DslField {
@@ -36,12 +42,12 @@ private:
 
   // Whether it could stand in for the other.
   bool IsLike(const DslCol& other) const;
-  void TakeFields(const DslCol& source);
+  void CopyFields(const DslCol& source);
+  void SwapFields(DslCol& other) noexcept;
 
   // New fields are empty or 0.
   void SetNumRows(std::int32_t count);
-  // Row i becomes what row rows[i] was.
-  void Reorder(std::span<const std::int32_t> rows);
+  void SwapRows(std::span<const RowSwap> swaps) noexcept;
 
   // Below 0, 0 or above 0 as the field of the left row sorts before, equals or sorts after the right one's;
   // texts by character code.

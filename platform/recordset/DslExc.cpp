@@ -15,5 +15,6 @@ DslExc::DslExc(Failure failure, const UnicodeString& message)
 DslExc::~DslExc() = default;
 
 UnicodeString DslExc::GetError() const {
-  return errors[static_cast<std::size_t>(GetErrorId() - UnknownColumn)];
+  const std::int64_t place = std::int64_t{GetErrorId()} - UnknownColumn;
+  return place >= 0 && place < std::int64_t{errors.size()} ? errors[static_cast<std::size_t>(place)] : u"";
 }

@@ -30,7 +30,7 @@ public:
   DslExc& operator=(DslExc&&) = default;
   ~DslExc() override;
 
-  // The kind of failure in words.
+  // The kind of failure in words; empty for a number that is none of them.
   UnicodeString GetError() const;
   UnicodeString GetMsg() const { return GetInfo(); }
 };

@@ -1,7 +1,6 @@
 #include "platform/recordset/DslFieldArray.h"
 
 #include <algorithm>
-#include <utility>
 
 #include "platform/recordset/DslExc.h"
 #include "platform/support/Scan.h"
@@ -23,23 +22,33 @@ DslFieldArray::DslFieldArray(const DslFieldArray& source)
 
 DslFieldArray& DslFieldArray::operator=(const DslFieldArray& source) {
   if (this == &source) return *this;
-  Columns before = std::exchange(m_columns, {});
-  for (const auto& column : source.m_columns) {
-    m_columns.push_back(TakeLike(before, *column));
-    m_columns.back()->TakeFields(*column);
-  }
+  Columns fresh = CopyColumns(source);  // what can throw, before the first change
+  for (auto& column : fresh) KeepLike(column);
+  m_columns.swap(fresh);
   Touch();
   return *this;
 }
 
 DslFieldArray::~DslFieldArray() = default;
 
-// One of the columns, if it is like the source's, or a new one.
-std::unique_ptr<DslCol> DslFieldArray::TakeLike(Columns& columns, const DslCol& source) {
+DslFieldArray::Columns DslFieldArray::CopyColumns(const DslFieldArray& source) {
+  Columns copies;
+  copies.reserve(source.m_columns.size());
+  for (const auto& column : source.m_columns) {
+    copies.push_back(
+        std::make_unique<DslCol>(*this, column->GetName(), column->GetType(), column->GetLength()));
+    copies.back()->CopyFields(*column);
+  }
+  return copies;
+}
+
+// A column of ours that is like the fresh one goes on in its place, with its fields.
+void DslFieldArray::KeepLike(std::unique_ptr<DslCol>& fresh) {
   const auto like =
-      std::ranges::find_if(columns, [&](const auto& column) { return column && column->IsLike(source); });
-  if (like != columns.end()) return std::move(*like);
-  return std::make_unique<DslCol>(*this, source.GetName(), source.GetType(), source.GetLength());
+      std::ranges::find_if(m_columns, [&](const auto& column) { return column->IsLike(*fresh); });
+  if (like == m_columns.end()) return;
+  (*like)->SwapFields(*fresh);
+  like->swap(fresh);
 }
 
 DslCol* DslFieldArray::FindColumn(const UnicodeString& name) const {

@@ -15,13 +15,15 @@ class SPS_API DslFieldArray : public DslFieldOwner, public DslBaseReference, pub
 public:
   DslFieldArray() = default;
   // A copy has columns of its own. An assignment fills the target's columns that are like the source's in
-  // name, type and length, so that references to them stay valid; those that the source lacks are gone.
+  // name, type and length, so that references to them stay valid; those that the source lacks are gone. The
+  // target is as it was where an assignment throws.
   DslFieldArray(const DslFieldArray& source);
   DslFieldArray& operator=(const DslFieldArray& source);
   ~DslFieldArray() override;
 
   std::int32_t GetNumColumns() const { return static_cast<std::int32_t>(m_columns.size()); }
-  // References are valid as long as the table. Throw DslExc::UnknownColumn.
+  // References are valid as long as the table, or until an assignment drops the column. Throw
+  // DslExc::UnknownColumn.
   DslCol& GetColumn(const UnicodeString& name) const;
   virtual DslCol& GetColumn(std::int32_t number) const;
 
@@ -42,7 +44,8 @@ protected:
   const Columns& AllColumns() const { return m_columns; }
 
 private:
-  std::unique_ptr<DslCol> TakeLike(Columns& columns, const DslCol& source);
+  Columns CopyColumns(const DslFieldArray& source);
+  void KeepLike(std::unique_ptr<DslCol>& fresh);
 
   Columns m_columns;
 };

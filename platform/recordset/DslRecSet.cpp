@@ -2,8 +2,30 @@
 
 #include <algorithm>
 #include <limits>
+#include <utility>
 
 #include "platform/recordset/DslExc.h"
+
+namespace {
+
+// What makes row i of row order[i], one swap after the other: a swap brings one row to its place and keeps
+// the one that was there in the same circle.
+std::vector<RowSwap> swapsTo(std::vector<std::int32_t> order) {
+  std::vector<RowSwap> swaps;
+  for (std::size_t start = 0; start < order.size(); ++start) {
+    std::size_t at = start;
+    while (order[at] != static_cast<std::int32_t>(start)) {
+      const auto next = static_cast<std::size_t>(order[at]);
+      swaps.push_back({static_cast<std::int32_t>(at), order[at]});
+      order[at] = static_cast<std::int32_t>(at);
+      at = next;
+    }
+    order[at] = static_cast<std::int32_t>(at);
+  }
+  return swaps;
+}
+
+}  // namespace
 
 DslRecSet::DslRecSet() = default;
 
@@ -17,10 +39,10 @@ DslRecSet::DslRecSet(const DslRecSet& source)
 
 DslRecSet& DslRecSet::operator=(const DslRecSet& source) {
   if (this == &source) return *this;
-  DeleteAllRows();  // so that columns and rows are of one mind also where the next step throws
   DslFieldArray::operator=(source);
   m_numRows = source.m_numRows;
   m_selectedRow = source.m_selectedRow;
+  m_comparedColumns = {};
   m_index = {};
   return *this;
 }
@@ -60,7 +82,8 @@ bool DslRecSet::SortBy(std::int32_t column1, std::int32_t column2, std::int32_t 
   }
   m_comparedColumns = columns;
   const std::vector<std::int32_t> order = Sort(m_numRows);
-  for (const auto& column : AllColumns()) column->Reorder(order);
+  const std::vector<RowSwap> swaps = swapsTo(order);  // the last thing that can throw
+  for (const auto& column : AllColumns()) column->SwapRows(swaps);
   if (m_selectedRow >= 0) {
     m_selectedRow = static_cast<std::int32_t>(std::ranges::find(order, m_selectedRow) - order.begin());
   }
@@ -84,9 +107,10 @@ bool DslRecSet::FindI4(const UnicodeString& column, std::int32_t value) {
 
 void DslRecSet::RenewIndex(const DslCol& column) {
   m_comparedColumns = {&column};
-  m_index = {&column, GetRevision(), {}, Sort(m_numRows)};
-  m_index.numbers.reserve(m_index.rows.size());
-  for (const std::int32_t row : m_index.rows) m_index.numbers.push_back(column.NumberAt(row));
+  Index fresh{&column, GetRevision(), {}, Sort(m_numRows)};
+  fresh.numbers.reserve(fresh.rows.size());
+  for (const std::int32_t row : fresh.rows) fresh.numbers.push_back(column.NumberAt(row));
+  m_index = std::move(fresh);
 }
 
 std::int32_t DslRecSet::Compare(std::int32_t left, std::int32_t right) const {

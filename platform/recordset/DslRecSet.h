@@ -36,15 +36,15 @@ public:
   // Columns stay, no row is selected. Always true.
   bool DeleteAllRows();
 
-  // Selects that row or, with relative, the one that many rows behind the selected one. False, with the
-  // selection as it was, where there is no such row.
+  // Selects that row or, with relative, the one that many rows behind the selected one, counted from before
+  // the first where none is selected. False, with the selection as it was, where there is no such row.
   virtual bool SelectRow(std::int32_t row, bool relative);
   // -1 where none is selected.
   std::int32_t GetSelectedRow() const override { return m_selectedRow; }
 
   // Orders the rows by these columns, the first above all; a number below 0 and those behind it name none.
   // Rows that are equal keep their order, and the selected row stays selected, whatever its number becomes.
-  // Always true. Throws UnknownColumn, with the order as it was.
+  // Always true. Throws UnknownColumn; the order is as it was where it throws.
   virtual bool SortBy(std::int32_t column1, std::int32_t column2, std::int32_t column3, std::int32_t column4,
                       std::int32_t column5);
 
