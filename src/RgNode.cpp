@@ -64,6 +64,8 @@ RgNode::RgNode(const RgNode& source) {
 
 RgNode& RgNode::operator=(const RgNode& source) {
   if (this == &source) return *this;
+  UnicodeString name = source.m_nodeName;
+  UnicodeString path = source.m_nodePath;
   if (source.m_hNode != 0 && !source.m_shared) {
     source.m_shared = std::make_shared<const SharedKey>(source.m_hNode);
   }
@@ -78,9 +80,9 @@ RgNode& RgNode::operator=(const RgNode& source) {
   m_maxValNameLen = source.m_maxValNameLen;
   m_maxValDataLen = source.m_maxValDataLen;
   m_disposition = source.m_disposition;
-  m_nodeName = source.m_nodeName;
+  m_nodeName = std::move(name);
   m_nameAt = source.m_nameAt;
-  m_nodePath = source.m_nodePath;
+  m_nodePath = std::move(path);
   m_volatile = source.m_volatile;
   m_retCode = source.m_retCode;
   return *this;
@@ -265,9 +267,12 @@ bool RgNode::DelSubNode(const char16_t* name) {
   return Record(RegDeleteKeyW(m_hNode, name)) && GetNodeInfo();
 }
 
+bool RgNode::IsSubNodeName(const UnicodeString& name) {
+  return name.View().find_first_not_of(u'\\') != std::u16string_view::npos;
+}
+
 void RgNode::DelSubTree(const UnicodeString& name) {
-  // The registry takes an empty name for the key itself.
-  if (name.IsEmpty()) {
+  if (!IsSubNodeName(name)) {
     m_retCode = ERROR_INVALID_PARAMETER;
     return;
   }

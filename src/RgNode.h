@@ -101,9 +101,11 @@ public:
   // The sub node must have no sub nodes of its own (5).
   bool DelSubNode(const char16_t* name);
   // Deletes the sub node with everything below it and sets the enumeration to its start. It ends at the
-  // first node that cannot be deleted, which stays, as do those above it; GetRetCode then is not 0. An
-  // empty name gives 87 and deletes nothing.
+  // first node that cannot be deleted, which stays, as do those above it; GetRetCode then is not 0. A name
+  // that is none of a sub node gives 87 and deletes nothing.
   void DelSubTree(const UnicodeString& name);
+  // False for what the registry takes for the key itself: an empty name, and backslashes alone.
+  static bool IsSubNodeName(const UnicodeString& name);
 
   // Enumeration. One position serves sub nodes and values alike, starts at 0 in a new node and is set
   // back by the two GoFirst operations only. They give false, with a back trace and the position where

@@ -1,5 +1,8 @@
 #include "src/Spa.h"
 
+#include <algorithm>
+#include <array>
+#include <iterator>
 #include <utility>
 
 #include "src/SpaLevel.h"
@@ -23,12 +26,18 @@ Spa& Spa::operator=(const Spa& source) {  // NOLINT(bugprone-unhandled-self-assi
 
 Spa::~Spa() = default;
 
+// What can throw comes first: half of each object's levels would be a danger to both trees.
 void Spa::CopyLevels(const Spa& source) {
   if (this == &source) return;
-  for (const Level& level : levels) {
-    const auto& node = source.*level.node;
-    this->*level.node = node ? std::make_unique<RgNode>(*node) : nullptr;
-    this->*level.name = source.*level.name;
+  std::array<UnicodeString, std::size(levels)> names;
+  std::array<std::unique_ptr<RgNode>, std::size(levels)> nodes;
+  for (std::size_t i = 0; i < std::size(levels); ++i) {
+    names[i] = source.*levels[i].name;
+    if (const auto& node = source.*levels[i].node) nodes[i] = std::make_unique<RgNode>(*node);
+  }
+  for (std::size_t i = 0; i < std::size(levels); ++i) {
+    this->*levels[i].name = std::move(names[i]);
+    this->*levels[i].node = std::move(nodes[i]);
   }
   m_lastError = source.m_lastError;
 }
@@ -66,16 +75,22 @@ bool Spa::OpenShort(Depth depth, const char16_t* name, bool create, bool isVolat
 bool Spa::Open(Depth depth, std::initializer_list<const char16_t*> names, bool create, bool isVolatile) {
   const std::size_t first = depth + 1 - names.size();
   UnicodeString path = PathAbove(static_cast<Depth>(first));
-  for (const char16_t* const& name : names) {
-    if (&name != names.begin()) path += u'\\';
-    path += name;
+  // Copies: a name may be one of those that are replaced below.
+  std::array<UnicodeString, std::size(levels)> kept;
+  std::ranges::copy(names, kept.begin());
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    if (i > 0) path += u'\\';
+    path += kept[i];
   }
   auto& node = this->*levels[depth].node;
   node.reset();  // closed before the new key is opened
   node = std::make_unique<RgNode>();
-  if (!node->Init(std::move(path), create, isVolatile)) return Fail(node->GetRetCode());
-
-  for (std::size_t i = first; const char16_t* name : names) this->*levels[i++].name = name;
+  if (!node->Init(std::move(path), create, isVolatile)) {
+    const std::int32_t code = node->GetRetCode();
+    *node = RgNode();  // a key that opened and could not tell its counts is closed
+    return Fail(code);
+  }
+  for (std::size_t i = 0; i < names.size(); ++i) this->*levels[first + i].name = std::move(kept[i]);
   return true;
 }
 

@@ -1,6 +1,7 @@
 // The administration of the parameter tree: a walk through its levels, raw values, deletion.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <initializer_list>
 #include <memory>
@@ -29,13 +30,15 @@ class RgNode;
 //
 // Results: a boolean, true on success. After false GetLastError has the reason: a code of this class,
 //    1 no root level     3 no process-space level     4 no topic level     5 no parameter level
-// or a registry number (2 no such key or value, 6 the level is not open, 234 larger than the buffer, ...). It
+// or a registry number (2 no such key or value, 6 the level is not open or a root is no full path, 234 larger
+// than the buffer, ...). It
 // is not reset by a success; only the end of a list sets it to 0. Out arguments are undefined after false.
 //
 // Levels are independent of each other: each has a key of its own, stays on it whatever happens to the
 // others, and is closed by its next opening, by its release, by a deletion that meets its name, or by the
 // destructor. The names of the last openings outlast all that. A level whose last opening failed lists
-// nothing and counts 0; its values and deletions fail with 6.
+// nothing and counts 0; its values and deletions fail with 6, that of a process space or topic after what the
+// names lead to was emptied.
 //
 // Names are not checked, and a null name is an empty one. One object belongs to one thread at a time.
 class SPS_API Spa : public Spc {
@@ -51,7 +54,7 @@ public:
   // Open a level. With create, the key and whatever is missing above it are made; those keys are volatile,
   // gone with the machine's next boot, if isVolatile says so. The long forms keep all names given; the short
   // ones work below the names kept, and fail with the code of the level above (1, 3 or 4), leaving the level
-  // alone, if one of those is empty. Any other failure closes the level and keeps no name.
+  // alone, if one of those is empty. Any other failure closes the level. No failure changes a name.
   //
   // The root is a full path that begins with a hive name, such as Spc::m_pRootName.
   bool GetRootAcc(const char16_t* root, bool create, bool isVolatile);
@@ -76,8 +79,8 @@ public:
 
   // Lists. Each level has one position, at the start when the level is opened. GoFirst sets it back to the
   // start; false from it on an open level means an empty list, and GetLastError is as before. GetNext gives
-  // false with GetLastError() 0 at the end; after any other failure the same call may be repeated. What
-  // others add after the level was opened does not show.
+  // false with GetLastError() 0 at the end; after any other failure the same call may be repeated. What was
+  // added after the opening or the last deletion there does not show.
   bool GoFirstPrcSpace();
   bool GetNextPrcSpace(UnicodeString& name);
   bool GoFirstTopic();
@@ -111,7 +114,7 @@ public:
   bool GetParType(std::uint16_t& type);
 
   // Create a value or replace it: text with its terminator (registry type 1), a number of 32 bits (4), all
-  // else as bytes (3). A null pointer for the value gives 87.
+  // else as bytes (3). A null pointer to a number gives 87.
   bool SetParValue(const char16_t* name, const UnicodeString& value);
   bool SetParValue(const char16_t* name, std::int32_t value);
   bool SetParValue(const char16_t* name, double value);
@@ -129,12 +132,15 @@ public:
                                                                                        Value* value) = delete;
   template <class Value>
   bool SetParAttr(const char16_t* name, Value* value) = delete;
+  bool SetParAttr(const char16_t* name, std::nullptr_t value) = delete;
 
   // Delete what has that name one level below the one named, which must be open. Nothing is asked and
   // nothing is exempt. A process space and a topic are emptied first, in a place that the names of the last
   // openings say, and every level whose name is met on the way is closed. A parameter with sub keys of its
   // own cannot be deleted (5). What went before a failure is gone, unless a RegistryTransaction around it
-  // takes it back, which is much faster besides. An empty name gives 2, except for a property.
+  // takes it back, which is much faster besides; levels that were closed stay closed, and the others are to
+  // be opened anew for their lists. An empty name, or one of backslashes alone, gives 2, except for a
+  // property.
   bool DelPrcSpace(const char16_t* prcSpace);  // root level
   bool DelTopic(const char16_t* topic);        // process-space level
   bool DelParameter(const char16_t* par);      // topic level; an open parameter level stays

@@ -38,7 +38,7 @@ void Spa::CloseIfNamed(Depth depth, const UnicodeString& name) {
 bool Spa::DelKey(Depth depth, const UnicodeString& name) {
   const auto above = static_cast<Depth>(depth - 1);
   if (!NodeOf(above)) return false;
-  if (name.IsEmpty()) return Fail(ERROR_FILE_NOT_FOUND);  // the registry would take it for the key itself
+  if (!RgNode::IsSubNodeName(name)) return Fail(ERROR_FILE_NOT_FOUND);
   if (depth != Parameter) {
     const UnicodeString path = PathAbove(depth) + name;
     RgNode walker;

@@ -39,8 +39,9 @@ public:
   // after a warning, what a text has behind its last semicolon. A field that its column cannot take ends a
   // load from that place.
 
-  // All domains; DOMAIN and SUBDOMAIN are not read again. False where neither place has the topic, or a text
-  // is wrong: the rows are then what the attempts added.
+  // All domains; DOMAIN and SUBDOMAIN are not read again. A wrong text in this machine's store sends the load
+  // to the master, too, behind the rows that came before it. False where neither place has the topic, or both
+  // have a wrong text: the rows are then what the attempts added.
   bool Refresh() override;
   // DOMAIN and SUBDOMAIN, then all domains. False also, with the rows as they were, where one of those cannot
   // be read.
@@ -64,7 +65,8 @@ public:
   // and SUBDOMAIN were read. Throws what the table throws.
   virtual std::int32_t GetHierarchyLevel();
   // The host above the selected row, which stays selected; empty, and a success, at the top. Loads nothing.
-  // False, with host untouched, where GetHierarchyLevel has -1 or the row above is not in the table.
+  // False, with host untouched, where GetHierarchyLevel has -1 or the row above is not in the table; with
+  // host empty, and a selection that may have moved, where the table throws.
   virtual bool GetParentHost(UnicodeString& host);
 
   // DOMAIN as last read, -1 before.

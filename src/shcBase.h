@@ -29,12 +29,12 @@ public:
   ShcBase& operator=(const ShcBase& source);
   ~ShcBase() override;
 
+  // Leaves no row. False, after a trace, where the table fails; it is then as the failure left it.
+  virtual bool Refresh();
+
   // Those of Spc.
   bool Init() override;
   bool ConnectSpService(const char16_t* server, bool localAccess) override;
-
-  // Leaves no row. False, after a trace, where the table fails; it is then as the failure left it.
-  virtual bool Refresh();
 
 protected:
   // The key path of a topic, below m_pRootName: in the process space of this object or, with local false and

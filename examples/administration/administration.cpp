@@ -25,7 +25,6 @@ void require(bool done, const Spa& spa, const char* what) {
 
 void listParameters(Spa& spa) {
   UnicodeString name;
-  require(spa.GoFirstParam(), spa, "list the parameters");
   while (spa.GetNextPar(name)) {
     std::uint16_t letter = 0;
     std::uint32_t properties = 0;
@@ -39,7 +38,6 @@ void listParameters(Spa& spa) {
 
 void walk(Spa& spa, const UnicodeString& space) {
   require(spa.GetPrcSpaceAcc(Spc::m_pRootName, space, false, false), spa, "open the process space");
-  require(spa.GoFirstTopic(), spa, "list the topics");
   std::printf("topics of process space %s:\n", utf8(space).c_str());
   UnicodeString topic;
   while (spa.GetNextTopic(topic)) {

@@ -98,9 +98,8 @@ public:
   UnicodeString TextOf(const char16_t* name);
 
   OpenNode& Node() { return m_node; }
-
-private:
   Par& Raw(const char16_t* name, std::uint32_t type, const void* data, std::size_t size);
 
+private:
   OpenNode m_node;
 };

@@ -344,8 +344,10 @@ TEST_F(RgNodeTest, DeletesATree) {
 TEST_F(RgNodeTest, DeletingNothingHarmsNothing) {
   ASSERT_TRUE(Make(u"top"));
   ASSERT_TRUE(node.Init(root, false, false));
-  node.DelSubTree(u"");
-  EXPECT_EQ(node.GetRetCode(), ERROR_INVALID_PARAMETER);
+  for (const char16_t* name : {u"", u"\\", u"\\\\"}) {
+    node.DelSubTree(name);
+    EXPECT_EQ(node.GetRetCode(), ERROR_INVALID_PARAMETER);
+  }
   node.DelSubTree(u"absent");
   EXPECT_TRUE(Exists(u"top"));
 }

@@ -121,6 +121,22 @@ TEST_F(SpaTest, AFailureLeavesWhatWentBefore) {
   EXPECT_EQ(UnicodeString(Spa::GetErrString(5)), u"No valid parameter");
 }
 
+TEST_F(SpaTest, ATopicThatIsNotEmptiedStaysOpen) {
+  Make(u"p1\\t1\\b\\below");
+  OpenAll();
+  ExpectFailure(spa.DelTopic(u"t1"), ERROR_ACCESS_DENIED);
+  EXPECT_FALSE(Exists(u"p1\\t1\\a"));
+  EXPECT_EQ(spa.States(), "ooo-");
+}
+
+TEST_F(SpaTest, AFailedLevelDeletesWhereTheNamesLeadAndThenFails) {
+  ASSERT_TRUE(spa.GetPrcSpaceAcc(testRoot, u"p1", false, false));
+  ASSERT_FALSE(spa.GetPrcSpaceAcc(testRoot, u"none", false, false));
+  ExpectFailure(spa.DelTopic(u"t1"), ERROR_INVALID_HANDLE);
+  EXPECT_FALSE(Exists(u"p1\\t1\\a"));
+  EXPECT_TRUE(Exists(u"p1\\t1"));
+}
+
 TEST_F(SpaTest, ATransactionTakesAFailedDeletionBack) {
   Make(u"p1\\t1\\b\\below");
   OpenAll();
@@ -147,8 +163,8 @@ TEST_F(SpaTest, NothingIsMissedAndNothingElseGoes) {
   ExpectFailure(spa.DelParProperty(u"none"), 2);
   Lines();
 
-  // The registry takes an empty name for the key itself, which would lose a level.
-  for (const char16_t* name : {static_cast<const char16_t*>(nullptr), u""}) {
+  // The registry takes these for the key itself, which would lose a level.
+  for (const char16_t* name : {static_cast<const char16_t*>(nullptr), u"", u"\\", u"\\\\"}) {
     ExpectFailure(spa.DelPrcSpace(name), 2);
     ExpectFailure(spa.DelTopic(name), 2);
     ExpectFailure(spa.DelParameter(name), 2);
@@ -156,6 +172,7 @@ TEST_F(SpaTest, NothingIsMissedAndNothingElseGoes) {
   EXPECT_THAT(Lines(), IsEmpty());
   EXPECT_EQ(spa.States(), "oooo");
   EXPECT_TRUE(Exists(u"p1\\t1\\a") && Exists(u"p1\\t1\\b") && Exists(u"p1\\t2\\a") && Exists(u"p2\\t1\\c"));
+  EXPECT_TRUE(Exists(u"p1\\t3"));
 }
 
 TEST_F(SpaTest, MarksProtectNothing) {

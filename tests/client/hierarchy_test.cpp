@@ -305,6 +305,16 @@ TEST_F(HierarchyTest, ARowsParentIsTheHeadOfItsDomainOrTheTop) {
     EXPECT_EQ(host, parents[row]);
     EXPECT_EQ(shc.GetSelectedRow(), row);
   }
+  // With this domain alone a subdomain has its parent, the head has none.
+  OpenShc alone;
+  EXPECT_TRUE(alone.LoadDomain());
+  UnicodeString parent;
+  EXPECT_FALSE(alone.GetParentHost(parent));
+  alone.SelectRow(1, false);
+  EXPECT_TRUE(alone.GetParentHost(parent));
+  EXPECT_EQ(parent, u"filter0");
+  EXPECT_TRUE(alone.ShcBase::Refresh());
+  EXPECT_EQ(alone.GetNumRows(), 0);
   // Without the top, and without a head.
   domainText(u"D1234", u"1235;PS1;;pump1;;");
   domainText(u"D1300", u"1300;;;filter3;;");
@@ -443,7 +453,30 @@ TEST_F(MasterHierarchyTest, AServiceLostOnTheWayLeavesOutTheRest) {
   EXPECT_THAT(rowsOf(shc), ElementsAre("7|7||||0"));
   EXPECT_TRUE(shc.m_localAccess);
   EXPECT_FALSE(shc.Refresh());
+  EXPECT_TRUE(shc.m_localAccess);
   EXPECT_EQ(shc.GetNumRows(), 0);
+}
+
+TEST_F(MasterHierarchyTest, AnEmptyTopicIsAnAnswerThereAndHere) {
+  master.Then(space(u"Default"));
+  master.Then(replies({}));
+  EXPECT_TRUE(shc.Refresh());
+  EXPECT_THAT(master.Seen(), SizeIs(2));
+  RgNode topic;
+  ASSERT_TRUE(topic.Init(shc.GetTopicPath(u"DOMAINS", true), true, false));
+  EXPECT_TRUE(shc.Refresh());
+  EXPECT_EQ(shc.GetNumRows(), 0);
+  EXPECT_THAT(master.Seen(), IsEmpty());
+}
+
+TEST_F(MasterHierarchyTest, AWrongTextHereSendsTheLoadToTheMaster) {
+  domainText(u"D0001", u"1;;;head;;");
+  domainText(u"D0002", u"x;");
+  master.Then(space(u"Default"));
+  master.Then(childNodes({u"D0003"}));
+  master.Then(text(u"3;;;other;;"));
+  EXPECT_TRUE(shc.Refresh());
+  EXPECT_THAT(rowsOf(shc), ElementsAre("1|1|||head|0", "2|0||||0", "3|3|||other|0"));
 }
 
 TEST_F(MasterHierarchyTest, TheLocalTreeComesFirst) {

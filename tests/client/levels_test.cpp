@@ -93,6 +93,13 @@ TEST_F(SpaTest, AFailedOpeningLosesTheLevelButNoName) {
   EXPECT_EQ(spa.States(), "oo-o");
 }
 
+TEST_F(SpaTest, AnObjectsOwnNamesMayNameTheNextOpening) {
+  Make(u"t1\\p1");
+  OpenAll();
+  EXPECT_TRUE(spa.GetTopicAcc(spa.m_rootName, spa.m_topicName, spa.m_prcSpaceName, false, false));
+  EXPECT_EQ(spa.Names(), R"(HKEY_LOCAL_MACHINE\Tree t1 p1 a)");
+}
+
 TEST_F(SpaTest, OverlongNamesAreTheRegistrysFailure) {
   const std::u16string tooLong(300, u'x');
   OpenAll();

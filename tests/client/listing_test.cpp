@@ -188,6 +188,10 @@ TEST_F(Values, TypeIsALetterOfTwoBytes) {
   std::uint16_t type = 0;
   EXPECT_TRUE(spa.GetParType(type));
   EXPECT_EQ(type, u'S');
+  const char16_t letter = u'W';
+  par.Raw(u"@type", REG_EXPAND_SZ, &letter, sizeof letter);
+  EXPECT_TRUE(spa.GetParType(type));
+  EXPECT_EQ(type, u'W') << "it is not expanded";
   par.Text(u"@type", u"S");
   ExpectFailure(spa.GetParType(type), 234);
   EXPECT_TRUE(spa.DelParProperty(u"@type"));
