@@ -58,6 +58,10 @@ std::int64_t numberOf(std::u16string_view text) {
   return number;
 }
 
+std::u16string_view lastFour(std::u16string_view name) {
+  return name.substr(name.size() - std::min<std::size_t>(name.size(), 4));
+}
+
 void checkRow(const Hierarchy& hierarchy, const std::vector<std::u16string_view>& fields, std::size_t first) {
   const auto field = [&](std::size_t column) {
     const std::size_t at = first + column - 1;
@@ -70,12 +74,13 @@ void checkRow(const Hierarchy& hierarchy, const std::vector<std::u16string_view>
   require(hierarchy.m_colNoMacs.GetShort() == numberOf(field(5)));
 }
 
-void checkRows(Hierarchy& hierarchy, std::u16string_view text) {
+void checkRows(Hierarchy& hierarchy, std::u16string_view name, std::u16string_view text) {
   const std::vector<std::u16string_view> fields = fieldsOf(text);
   const std::size_t records = (fields.size() + fieldsOfRecord - 1) / fieldsOfRecord;
   require(static_cast<std::size_t>(hierarchy.GetNumRows()) == (text.empty() ? 1 : records));
   for (std::size_t record = 0; record < records; ++record) {
     require(hierarchy.SelectRow(static_cast<std::int32_t>(record), false));
+    require(hierarchy.m_colDomain.GetInt() == numberOf(lastFour(name)));
     checkRow(hierarchy, fields, record * fieldsOfRecord);
   }
 }
@@ -110,7 +115,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   UnicodeString rest{std::u16string_view(text)};
   if (hierarchy.AddDomainData(name, rest)) {
     require(rest.IsEmpty());
-    checkRows(hierarchy, text);
+    checkRows(hierarchy, name.View(), text);
   } else {
     require(text.ends_with(rest.View()));
   }

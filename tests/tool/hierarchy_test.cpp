@@ -80,12 +80,18 @@ TEST_F(HierarchyTest, SaysWhyItCannotTell) {
   EXPECT_THAT(run.err, HasSubstr("The parameter node cannot be found!"));
   run = Run({"hierarchy"});
   EXPECT_TRUE(exitsWith(1, run));
-  EXPECT_THAT(run.err, HasSubstr("cannot load the hierarchy of hosts in space \"Default\""));
+  EXPECT_THAT(run.err, HasSubstr("cannot load the hierarchy of hosts in space \"Default\": Open node for "));
   MakeHierarchy();
   Out({"set", "Global", "SUBDOMAIN", "77"});
   run = Run({"where"});
   EXPECT_TRUE(exitsWith(1, run));
   EXPECT_THAT(run.err, HasSubstr("no host has its subdomain, 77"));
+  Out({"set", "Global", "SUBDOMAIN", "--", "-1"});
+  EXPECT_THAT(Run({"where"}).err, HasSubstr("its SUBDOMAIN is -1"));
+  Out({"set", "DOMAINS", "D1200", "first;PS2;"});
+  run = Run({"hierarchy"});
+  EXPECT_TRUE(exitsWith(1, run));
+  EXPECT_THAT(run.err, HasSubstr("Column \"subdomain\" takes no number from \"first\""));
 }
 
 TEST_F(HierarchyTest, AMasterTellsTheSame) {
@@ -105,6 +111,8 @@ TEST_F(HierarchyTest, SaysThatADomainWasLeftOut) {
   const RunResult run = Run({"hierarchy"});
   EXPECT_TRUE(exitsWith(0, run));
   EXPECT_THAT(run.err, HasSubstr("a domain was left out: "));
+  Out({"set", "DOMAINS", "D1200", "1201;PS2;Intake;pump1;1"});
+  EXPECT_THAT(Run({"hierarchy"}).err, HasSubstr("without semicolon is left out: \"1\""));
 }
 
 }  // namespace

@@ -25,7 +25,8 @@ void findParents(std::vector<HostRow>& rows) {
   for (std::size_t at = 0; at < rows.size(); ++at) places.try_emplace(rows[at].subdomain, at);
   for (HostRow& row : rows) {
     const auto found = row.level == 0 ? places.end() : places.find(parentOf(row));
-    // A damaged hierarchy may name a row as its own parent, or one that is no higher.
+    // The library would name as parent also the row itself or one that is no higher, where a hierarchy is
+    // damaged; a drawing of that had no end.
     if (found != places.end() && rows[found->second].level < row.level) row.parent = found->second;
   }
 }

@@ -15,15 +15,30 @@ constexpr const char* notConnected = "Not connected to any master!";
 
 constexpr const char* levelNames[] = {"top", "head of a domain", "subdomain"};
 
-[[noreturn]] void refuseLoad(Context& context, const std::string& asked) {
-  const std::string reason = context.Log().LastOf(u"src\\spc");
-  throw Refused{asked + ' ' + context.InSpace(), reason, 0, context.Next({"ls", "DOMAINS"})};
+// What the library said of a parameter that it could not read.
+std::string readFailure(const TraceLog& log) {
+  const std::string said = log.LastOf(u"src\\spc");
+  return said == notConnected ? std::string() : said;
 }
 
-// The library leaves out a domain that it cannot read.
+// A text that is wrong ends a load last of all, a topic that is missing before any parameter is read.
+std::string loadFailure(const TraceLog& log) {
+  std::string reason = log.LastOf(u"src\\shc");
+  if (reason.empty()) reason = readFailure(log);
+  return reason.empty() ? log.LastOf(u"src\\RgNode") : reason;
+}
+
+[[noreturn]] void refuseLoad(Context& context, const std::string& asked) {
+  throw Refused{asked + ' ' + context.InSpace(), loadFailure(context.Log()), 0,
+                context.Next({"ls", "DOMAINS"})};
+}
+
+// The library leaves out a domain that it cannot read, and what a text has behind its last semicolon.
 void remarkLosses(Context& context) {
-  const std::string said = context.Log().LastOf(u"src\\spc");
-  if (!said.empty() && said != notConnected) context.Remark("a domain was left out: " + said);
+  const std::string unread = readFailure(context.Log());
+  if (!unread.empty()) context.Remark("a domain was left out: " + unread);
+  const std::string dropped = context.Log().LastOf(u"src\\shc");
+  if (!dropped.empty()) context.Remark(dropped);
 }
 
 // A system is shown also where this machine's own place in it is not known.
@@ -135,6 +150,12 @@ struct Place {
   std::optional<std::u16string> parent;  // empty at the top; nothing where its row is missing
 };
 
+std::string missingRow(const Hierarchy& hierarchy) {
+  if (hierarchy.GetLocalDomain() == -1) return "its DOMAIN is -1, which stands for none";
+  if (hierarchy.LocalSubDomain() == -1) return "its SUBDOMAIN is -1, which stands for none";
+  return "no host has its subdomain, " + std::to_string(hierarchy.LocalSubDomain());
+}
+
 // The whole hierarchy is asked for: a head's parent is in another domain.
 Place findPlace(Context& context, Hierarchy& hierarchy) {
   constexpr const char* asked = "tell where this machine stands";
@@ -142,8 +163,7 @@ Place findPlace(Context& context, Hierarchy& hierarchy) {
   Place place;
   place.domain = hierarchy.GetDomain();
   if (place.domain == -1) {
-    throw Refused{std::string(asked) + ' ' + context.InSpace(),
-                  "no host has its subdomain, " + std::to_string(hierarchy.LocalSubDomain()), 0,
+    throw Refused{std::string(asked) + ' ' + context.InSpace(), missingRow(hierarchy), 0,
                   context.Next({"hierarchy"})};
   }
   place.subdomain = hierarchy.GetSubDomain();

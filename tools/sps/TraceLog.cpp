@@ -8,6 +8,12 @@ namespace tool {
 
 namespace {
 
+// The library begins some messages with blanks.
+std::string trimmed(const std::string& text) {
+  const std::size_t start = text.find_first_not_of(' ');
+  return start == std::string::npos ? std::string() : text.substr(start);
+}
+
 // A walk that fails at every step shall not fill the memory with its complaints.
 constexpr std::size_t maxEntries = 64;
 
@@ -41,14 +47,13 @@ std::string TraceLog::Reason() const {
     reason += entry.text;
   }
   if (reason.empty() && !m_entries.empty()) reason = m_entries.back().text;
-  const std::size_t start = reason.find_first_not_of(' ');
-  return start == std::string::npos ? std::string() : reason.substr(start);
+  return trimmed(reason);
 }
 
 std::string TraceLog::LastOf(std::u16string_view source) const {
   const auto found = std::find_if(m_entries.rbegin(), m_entries.rend(),
                                   [&](const Entry& entry) { return entry.source == source; });
-  return found == m_entries.rend() ? std::string() : found->text;
+  return found == m_entries.rend() ? std::string() : trimmed(found->text);
 }
 
 std::vector<std::string> TraceLog::Notices() const {
