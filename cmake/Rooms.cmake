@@ -21,7 +21,7 @@ function(sps_test name)
     get_filename_component(full ${source} ABSOLUTE)
     set_property(GLOBAL APPEND PROPERTY SPS_TEST_SOURCES ${full})
   endforeach()
-  gtest_discover_tests(${name} NO_PRETTY_VALUES DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 120)
+  gtest_discover_tests(${name} NO_PRETTY_VALUES DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 300)
 endfunction()
 
 # A test file that no program lists would silently never run.

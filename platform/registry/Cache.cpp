@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstring>
+#include <utility>
 
 #include "platform/registry/Hash.h"
 #include "platform/support/Scan.h"
@@ -94,7 +95,7 @@ CachedNode* NodeCache::open(Moment& moment, const NodeRef& base, std::u16string_
 }
 
 CachedNode* NodeCache::reopen(Moment& moment, std::uint64_t serial, std::uint64_t id) {
-  const std::size_t index = serial & (capacity - 1);
+  const std::size_t index = placeOf(serial);
   CachedNode* node = m_nodes.empty() ? nullptr : m_nodes[index].get();
   if (node == nullptr || node->m_serial != serial || node->m_ref.id != id) return nullptr;
   return isCurrent(moment, *node) ? node : nullptr;
@@ -102,11 +103,17 @@ CachedNode* NodeCache::reopen(Moment& moment, std::uint64_t serial, std::uint64_
 
 CachedNode* NodeCache::find(std::uint64_t hash, std::uint64_t base, std::u16string_view path) {
   if (m_nodes.empty()) {
-    m_hashes.resize(capacity);
-    m_lastUses.resize(capacity);
-    m_nodes.resize(capacity);
+    m_missed.resize(remembered);
+    m_hashes.resize(places);
+    m_lastUses.resize(places);
+    m_nodes.resize(places);
   }
-  const std::size_t set = (hash & (capacity / ways - 1)) * ways;
+  CachedNode* const node = findIn(keptSet(hash), hash, base, path);
+  return node != nullptr ? node : findIn(passingSet(hash), hash, base, path);
+}
+
+CachedNode* NodeCache::findIn(std::size_t set, std::uint64_t hash, std::uint64_t base,
+                              std::u16string_view path) {
   for (std::size_t way = set; way < set + ways; ++way) {
     if (m_hashes[way] != hash) continue;
     CachedNode* node = m_nodes[way].get();
@@ -117,8 +124,14 @@ CachedNode* NodeCache::find(std::uint64_t hash, std::uint64_t base, std::u16stri
   return nullptr;
 }
 
+bool NodeCache::wasMissed(std::uint64_t hash) {
+  std::uint32_t& last = m_missed[(hash >> 16) % remembered];
+  return std::exchange(last, static_cast<std::uint32_t>(hash >> 32)) ==
+         static_cast<std::uint32_t>(hash >> 32);
+}
+
 CachedNode& NodeCache::victim(std::uint64_t hash) {
-  const std::size_t set = (hash & (capacity / ways - 1)) * ways;
+  const std::size_t set = wasMissed(hash) ? keptSet(hash) : passingSet(hash);
   std::size_t oldest = set;
   for (std::size_t way = set; way < set + ways; ++way) {
     if (m_nodes[way] == nullptr) {
@@ -129,8 +142,8 @@ CachedNode& NodeCache::victim(std::uint64_t hash) {
   }
   if (m_nodes[oldest] == nullptr) m_nodes[oldest] = std::make_unique<CachedNode>();
   CachedNode& node = *m_nodes[oldest];
-  node.m_serial = m_nextSerial + oldest;  // its low bits are its place
-  m_nextSerial += capacity;
+  node.m_serial = m_nextSerial + oldest;
+  m_nextSerial += serialStep;
   m_lastUses[oldest] = ++m_clock;
   return node;
 }
@@ -190,7 +203,7 @@ CachedNode* NodeCache::load(Moment& moment, const NodeRef& base, std::u16string_
   if (!record) return nullptr;
   CachedNode* known = find(hash, base.id, path);
   CachedNode& node = known != nullptr ? *known : victim(hash);
-  std::uint64_t& tag = m_hashes[node.m_serial & (capacity - 1)];
+  std::uint64_t& tag = m_hashes[placeOf(node.m_serial)];
   tag = 0;  // unfindable until it is whole
   node.m_number = 0;
   node.load(path, *record, 0);
@@ -198,7 +211,7 @@ CachedNode* NodeCache::load(Moment& moment, const NodeRef& base, std::u16string_
   if (!path.empty() && !isNamed(node.m_view, place, path.substr(leaf))) return nullptr;
   if (path.empty() && node.m_view.header().id != base.id) return nullptr;
   node.m_base = base.id;
-  node.m_ref = {place, node.m_view.header().id};
+  node.m_ref = {node.m_view.header().id, place};
   tag = hash;
   node.m_number = moment.number;
   return &node;

@@ -3,6 +3,8 @@
 // and is used as it stands only under that same transaction; otherwise it is held against the store.
 #pragma once
 
+#include <bit>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -119,10 +121,25 @@ public:
   void clear();
 
 private:
-  static constexpr std::uint32_t ways = 4;
-  static constexpr std::uint32_t capacity = 4096;
+  // A key that is asked for once passes through a few places that stay in the processor's cache; one that is
+  // missed again while that is remembered is kept. So whoever walks through a large tree neither fills the
+  // memory with what he does not come back to, nor drives out what others of the thread live on.
+  static constexpr std::size_t ways = 4;
+  static constexpr std::size_t kept = 4096;
+  static constexpr std::size_t passing = 64;
+  static constexpr std::size_t places = kept + passing;
+  static constexpr std::size_t remembered = 2 * kept;
+  // A serial is a multiple of it, and the place.
+  static constexpr std::uint64_t serialStep = std::bit_ceil(places);
+
+  static std::size_t keptSet(std::uint64_t hash) { return hash % (kept / ways) * ways; }
+  static std::size_t passingSet(std::uint64_t hash) { return kept + hash % (passing / ways) * ways; }
+  static std::size_t placeOf(std::uint64_t serial) { return serial % serialStep; }
 
   CachedNode* find(std::uint64_t hash, std::uint64_t base, std::u16string_view path);
+  CachedNode* findIn(std::size_t set, std::uint64_t hash, std::uint64_t base, std::u16string_view path);
+  // Whether it was missed not long ago; from now on it was.
+  bool wasMissed(std::uint64_t hash);
   CachedNode& victim(std::uint64_t hash);
   bool isCurrent(Moment& moment, CachedNode& node);
   std::optional<std::string_view> seek(Moment& moment, const NodeRef& base, std::u16string_view path,
@@ -130,8 +147,9 @@ private:
   CachedNode* load(Moment& moment, const NodeRef& base, std::u16string_view path, std::uint64_t hash);
 
   std::uint64_t m_id;
-  std::uint64_t m_nextSerial = capacity;
+  std::uint64_t m_nextSerial = serialStep;
   std::uint32_t m_clock = 0;
+  std::vector<std::uint32_t> m_missed;  // parts of hashes
   // Beside the nodes, together so that a search stays in one line.
   std::vector<std::uint64_t> m_hashes;
   std::vector<std::uint32_t> m_lastUses;

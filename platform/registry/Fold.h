@@ -79,8 +79,8 @@ public:
   ~EntryKey() = default;
 
 private:
+  std::size_t m_size = 0;              // in front, beside the bytes that count
   std::array<char, capacity> m_bytes;  // left raw: m_size says how much of it counts
-  std::size_t m_size = 0;
 };
 
 // Most significant byte first, so that the store sorts by number.

@@ -94,7 +94,7 @@ bool Tree::read(const NodeRef& node, NodeView& view) const {
 
 std::optional<NodeRef> Tree::child(std::uint64_t parent, std::u16string_view name) const {
   const FoldedName folded(name);
-  NodeRef node{EntryKey(parent, folded.view()), rootId};
+  NodeRef node{rootId, EntryKey(parent, folded.view())};
   const auto record = fetch(m_txn, m_tables.nodes, node.place.bytes());
   if (!record) return std::nullopt;
   NodeView view;
@@ -125,7 +125,7 @@ NodeRef Tree::find(std::uint64_t id) const {
   NodeView view;
   for (bool found = cursor.first(); found; found = cursor.next()) {
     view.decode(cursor.data());
-    if (view.header().id == id) return {EntryKey::fromBytes(cursor.key()), id};
+    if (view.header().id == id) return {id, EntryKey::fromBytes(cursor.key())};
   }
   throw Failure(ERROR_REGISTRY_CORRUPT);
 }
@@ -169,7 +169,7 @@ Tree::Created Tree::create(const NodeRef& base, std::u16string_view path, bool i
 
 NodeRef Tree::addChild(const NodeRef& parent, std::u16string_view name, bool isVolatile) {
   NodeRecord above = edit(parent);
-  NodeRef node{EntryKey(parent.id, FoldedName(name).view()), takeId(m_txn, m_tables)};
+  NodeRef node{takeId(m_txn, m_tables), EntryKey(parent.id, FoldedName(name).view())};
   NodeRecord record;
   record.header.id = node.id;
   record.header.depth = above.header.depth + 1;
@@ -230,7 +230,7 @@ void Tree::dropTree(const NodeRef& parent, const NodeRef& node) {
       if (!cursor.seek(first.bytes()) || !belongsTo(cursor.key(), node.id)) break;
       NodeView view;
       view.decode(cursor.data());
-      below = {EntryKey::fromBytes(cursor.key()), view.header().id};
+      below = {view.header().id, EntryKey::fromBytes(cursor.key())};
     }
     dropTree(node, below);
   }
@@ -248,7 +248,7 @@ void Tree::removeVolatileKeys() {
       id = getBigEndian(cursor.key().data());
       std::tie(parentPlace, place) = unpackPair(unsealed(cursor.data()));
     }
-    dropTree({parentPlace, place.owner()}, {place, id});
+    dropTree({place.owner(), parentPlace}, {id, place});
   }
 }
 

@@ -20,8 +20,8 @@ namespace registry {
 
 // Where a key's record lies, and which key it must be: a key of the same name made later has another id.
 struct NodeRef {
-  EntryKey place;
   std::uint64_t id = rootId;
+  EntryKey place;
 };
 
 inline constexpr std::uint32_t maxDepth = 512;  // levels below a hive

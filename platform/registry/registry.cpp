@@ -36,7 +36,7 @@ std::u16string_view valueName(const char16_t* name) {
 
 const NodeRef& hiveRef(std::uint64_t id) {
   const auto make = [](std::uint64_t hive) {
-    return NodeRef{EntryKey(rootId, FoldedName(hiveName(hive)).view()), hive};
+    return NodeRef{hive, EntryKey(rootId, FoldedName(hiveName(hive)).view())};
   };
   static const std::array<NodeRef, hiveCount> refs = {make(1), make(2), make(3), make(4)};
   return refs[id - 1];
