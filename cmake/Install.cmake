@@ -21,6 +21,7 @@ set(SPS_PUBLIC_HEADERS
     platform/recordset/DslRecSet.h
     platform/recordset/DssBinarySearch.h
     platform/recordset/DssQuickSort.h
+    platform/registry/RegistryGlance.h
     platform/registry/RegistryStore.h
     platform/registry/RegistryTransaction.h
     platform/registry/RegistryView.h

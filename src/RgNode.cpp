@@ -7,6 +7,7 @@
 #include "platform/support/Scan.h"
 #include "platform/support/SecurityAttributes.h"
 #include "platform/support/Trace.h"
+#include "src/hives.h"
 
 namespace {
 
@@ -15,15 +16,6 @@ constexpr const char16_t* traceSource = u"src\\RgNode";
 
 // Texts up to this many characters are read without an allocation of their own.
 constexpr std::uint32_t stackCharacters = 512;
-
-struct Hive {
-  std::u16string_view name;
-  HKEY handle;
-};
-constexpr Hive hives[] = {{u"HKEY_LOCAL_MACHINE", HKEY_LOCAL_MACHINE},
-                          {u"HKEY_CLASSES_ROOT", HKEY_CLASSES_ROOT},
-                          {u"HKEY_CURRENT_USER", HKEY_CURRENT_USER},
-                          {u"HKEY_USERS", HKEY_USERS}};
 
 bool ExpandEnvStr(const char16_t* text, UnicodeString& expanded) {
   const DWORD needed = ExpandEnvironmentStringsW(text, nullptr, 0);
@@ -151,10 +143,9 @@ bool RgNode::InitFailed(const char16_t* message, std::u16string_view path, std::
 }
 
 bool RgNode::SetPredefinedHandle(std::u16string_view hive) {
-  const auto* found =
-      std::ranges::find_if(hives, [&](const Hive& each) { return support::isSame(each.name, hive); });
-  if (found == std::end(hives)) return Record(ERROR_INVALID_HANDLE);
-  m_hHive = found->handle;
+  const HKEY found = client::hiveNamed(hive);
+  if (found == 0) return Record(ERROR_INVALID_HANDLE);
+  m_hHive = found;
   return true;
 }
 

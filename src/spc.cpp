@@ -7,6 +7,7 @@
 #include "platform/support/StrCrypt.h"
 #include "platform/support/Trace.h"
 #include "src/SpSrvClntEx.h"
+#include "src/spcPath.h"
 #include "src/spcTrace.h"
 
 const char16_t* const Spc::m_pRootName = u"HKEY_LOCAL_MACHINE\\Software\\Velor\\SPS";
@@ -51,10 +52,6 @@ std::unique_ptr<SpSrvClntEx> copyOf(const std::unique_ptr<SpSrvClntEx>& source) 
   } catch (const std::bad_alloc&) {
     return nullptr;
   }
-}
-
-std::u16string_view viewOf(const char16_t* text) {
-  return text ? text : u"";
 }
 
 const char16_t* exchange(UnicodeString& field, UnicodeString& previous, const char16_t* name) {
@@ -147,17 +144,9 @@ void Spc::SetPrcSpace(const char16_t* name) {
 }
 
 bool Spc::GetParPath(UnicodeString& path, const char16_t* topic, const char16_t* par) {
-  const std::u16string_view parts[] = {m_root.View(), m_prcSpace.View(), viewOf(topic), viewOf(par)};
-  std::size_t length = std::size(parts) - 1;
-  for (const auto& part : parts) length += part.size();
-
-  // Every read comes through here: one allocation.
-  std::u16string built;
-  built.reserve(length);
-  for (const auto& part : parts) {
-    if (&part != parts) built += u'\\';
-    built += part;
-  }
+  const client::ParameterPath parts(m_root.View(), m_prcSpace.View(), topic, par);
+  std::u16string built(parts.Length(), u'\0');
+  parts.Write(built.data());
   path = UnicodeString(std::move(built));
   return true;
 }

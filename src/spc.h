@@ -295,6 +295,11 @@ private:
                             std::int32_t noErrMsg);
   bool ReadPar(const char16_t* topic, const char16_t* par, client::ReadForm& form, std::uint32_t* err,
                std::int32_t noErrMsg);
+  bool ReadPlain(const char16_t* topic, const char16_t* par, client::ReadForm& form) const;
+  struct OverrideKind;
+  static const OverrideKind* OverrideKindOf(std::uint16_t letter);
+  // Null where the letter names no kind of override, or one that the object has no name for.
+  const UnicodeString* OverrideNameFor(std::uint16_t letter) const;
   bool ReadResolved(RgNode& node, client::ReadForm& form, std::int32_t noErrMsg, std::int32_t& failure);
   bool ReadEntry(const char16_t* topic, const SpcParS& entry, std::uint32_t& code, std::int32_t noErrMsg);
   bool ReadRemote(const char16_t* topic, const char16_t* par, client::ReadForm& form, std::uint32_t& code,

@@ -1,4 +1,7 @@
 // What a parameter's key tells besides its value, and the flags that say how a text is stored.
+#include <algorithm>
+#include <iterator>
+
 #include "src/RgNode.h"
 #include "src/spc.h"
 #include "src/spcForms.h"
@@ -14,25 +17,33 @@ bool readLetter(RgNode& node, const char16_t* name, std::uint16_t& letter) {
 
 }  // namespace
 
-std::int32_t Spc::GetOverrideName(RgNode& node, UnicodeString& name, std::int32_t noErrMsg) {
-  struct Kind {
-    std::uint16_t letter;
-    const UnicodeString& field;
-    std::int32_t whenEmpty;
-  };
-  const Kind kinds[] = {{u'P', m_oPrcInstance, 10}, {u'U', m_oUser, 9}, {u'W', m_oWorkstation, 8}};
+struct Spc::OverrideKind {
+  std::uint16_t letter;
+  UnicodeString Spc::*field;
+  std::int32_t whenEmpty;
+};
 
+const Spc::OverrideKind* Spc::OverrideKindOf(std::uint16_t letter) {
+  static constexpr OverrideKind kinds[] = {
+      {u'P', &Spc::m_oPrcInstance, 10}, {u'U', &Spc::m_oUser, 9}, {u'W', &Spc::m_oWorkstation, 8}};
+  const auto* const kind = std::ranges::find(kinds, letter, &OverrideKind::letter);
+  return kind == std::end(kinds) ? nullptr : kind;
+}
+
+const UnicodeString* Spc::OverrideNameFor(std::uint16_t letter) const {
+  const OverrideKind* const kind = OverrideKindOf(letter);
+  return kind && !(this->*kind->field).IsEmpty() ? &(this->*kind->field) : nullptr;
+}
+
+std::int32_t Spc::GetOverrideName(RgNode& node, UnicodeString& name, std::int32_t noErrMsg) {
   std::uint16_t letter = 0xFFFF;  // no letter, also where a stored byte fills only half of it
   if (!readLetter(node, m_pOVERRIDE, letter)) return node.GetRetCode();
-  std::int32_t code = 7;
-  for (const Kind& kind : kinds) {
-    if (kind.letter != letter) continue;
-    if (!kind.field.IsEmpty()) {
-      name = kind.field;
-      return 0;
-    }
-    code = kind.whenEmpty;
+  if (const UnicodeString* const field = OverrideNameFor(letter)) {
+    name = *field;
+    return 0;
   }
+  const OverrideKind* const kind = OverrideKindOf(letter);
+  const std::int32_t code = kind ? kind->whenEmpty : 7;
   SendDbgError(code, node.GetNodeName(), noErrMsg);
   return code;
 }

@@ -11,7 +11,9 @@
 #include <bit>
 #include <concepts>
 #include <cstdint>
+#include <cstring>
 
+#include "platform/registry/RegistryGlance.h"
 #include "platform/support/UnicodeString.h"
 #include "src/RgNode.h"
 
@@ -66,6 +68,14 @@ bool writeStored(RgNode& node, const char16_t* name, const Value& value) {
   }
 }
 
+template <class Value>
+bool takeStored(const RegistryGlance::Value& stored, Value& value) {
+  if (stored.bytes.size() > sizeof value) return false;
+  std::memcpy(&value, stored.bytes.data(), stored.bytes.size());
+  normalise(value);
+  return true;
+}
+
 // Where a form of GetPar puts its value, and in what it differs from the others.
 class ReadForm {
 public:
@@ -82,6 +92,8 @@ public:
 
   virtual bool IsNull() const = 0;
   virtual bool Read(RgNode& node, const char16_t* name) = 0;
+  // The same of a value that lies open, where its bytes are the whole answer; else nothing, and false.
+  virtual bool Take(const RegistryGlance::Value& stored) = 0;
   // The master's reply is written to the first and complete at the second.
   virtual void* OpenBuffer() = 0;
   virtual void CloseBuffer() = 0;

@@ -5,9 +5,12 @@
 #include <optional>
 
 #include "platform/registry/RegistryView.h"
+#include "platform/support/Scan.h"
 #include "src/RgNode.h"
+#include "src/hives.h"
 #include "src/spc.h"
 #include "src/spcForms.h"
+#include "src/spcPath.h"
 #include "src/spcPlacement.h"
 
 namespace {
@@ -21,13 +24,47 @@ constexpr std::int32_t typeUnknown = 13;
 // Bytes that the string form takes from the master.
 constexpr std::uint32_t remoteTextLimit = 2048;
 
+// As it is stored: not to be expanded, and of whole characters.
+bool isPlainText(const RegistryGlance::Value& stored) {
+  return stored.type != REG_EXPAND_SZ && stored.bytes.size() % sizeof(char16_t) == 0;
+}
+
+// What every read looks for.
+struct Names {
+  RegistryName type{Spc::m_pTYPE};
+  RegistryName override{Spc::m_pOVERRIDE};
+  RegistryName decrypt{Spc::m_pDECRYPT};
+  RegistryName value{Spc::m_pVAL};
+};
+
+const Names& names() {
+  static const Names all;
+  return all;
+}
+
+// A letter that is there whole; else 0.
+std::uint16_t letterAt(const RegistryGlance& key, const RegistryName& name) {
+  RegistryGlance::Value stored;
+  std::uint16_t letter = 0;
+  if (!key.Find(name, stored) || stored.bytes.size() != sizeof letter) return 0;
+  std::memcpy(&letter, stored.bytes.data(), sizeof letter);
+  return letter;
+}
+
 class StringForm : public ReadForm {
 public:
-  // The room costs nothing until a remote read. NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init)
+  // The room costs nothing until something is put there.
+  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init)
   explicit StringForm(UnicodeString& value)
       : ReadForm({letterOf<UnicodeString>, remoteTextLimit, true}), m_value(value) {}
   bool IsNull() const override { return false; }
   bool Read(RgNode& node, const char16_t* name) override { return node.GetValue(name, m_value); }
+  bool Take(const RegistryGlance::Value& stored) override {
+    if (!isPlainText(stored) || stored.bytes.size() > sizeof m_room) return false;
+    std::memcpy(m_room.data(), stored.bytes.data(), stored.bytes.size());
+    m_value = support::upToZero({m_room.data(), stored.bytes.size() / sizeof(char16_t)});
+    return true;
+  }
   void* OpenBuffer() override {
     std::memset(m_room.data(), 0, sizeof m_room);  // a reply may come without a terminator
     return m_room.data();
@@ -41,7 +78,7 @@ public:
 
 private:
   UnicodeString& m_value;
-  std::array<char16_t, remoteTextLimit / sizeof(char16_t) + 1> m_room;  // filled for a remote read only
+  std::array<char16_t, remoteTextLimit / sizeof(char16_t) + 1> m_room;
 };
 
 class BufferForm : public ReadForm {
@@ -56,6 +93,13 @@ public:
     if (room.find(u'\0') != std::u16string_view::npos) return true;
     m_value[m_capacity - 1] = 0;
     return node.GetValue(name, m_value, m_capacity - 1);
+  }
+  bool Take(const RegistryGlance::Value& stored) override {
+    const std::size_t count = stored.bytes.size() / sizeof(char16_t);
+    if (!isPlainText(stored) || count >= m_capacity) return false;
+    std::memcpy(m_value, stored.bytes.data(), stored.bytes.size());
+    m_value[count] = u'\0';
+    return true;
   }
   void* OpenBuffer() override {
     // A reply has at most as many bytes as there are characters here, and perhaps no terminator of its own.
@@ -87,6 +131,7 @@ public:
         m_value(value) {}
   bool IsNull() const override { return !m_value; }
   bool Read(RgNode& node, const char16_t* name) override { return client::readStored(node, name, *m_value); }
+  bool Take(const RegistryGlance::Value& stored) override { return client::takeStored(stored, *m_value); }
   void* OpenBuffer() override { return m_value; }
   void CloseBuffer() override { client::normalise(*m_value); }
 
@@ -165,6 +210,7 @@ bool Spc::ReadPar(const char16_t* topic, const char16_t* par, ReadForm& form, st
   std::uint32_t& code = client::startCode(err, scratch);
   const std::int32_t ownNoErrMsg = form.traits.alwaysReports ? 0 : noErrMsg;
   if (form.IsNull()) return Fail(code, ERROR_INVALID_PARAMETER, par, ownNoErrMsg);
+  if (m_localAccess && ReadPlain(topic, par, form)) return true;
 
   // One look at the store serves all steps of a local read, which makes them a good deal cheaper. It ends
   // before anything that may take long.
@@ -191,6 +237,26 @@ bool Spc::ReadPar(const char16_t* topic, const char16_t* par, ReadForm& form, st
   // Only an overridden DecryptStr can make a text longer than it was.
   return form.SetText(DecryptStr(form.Text())) ||
          Fail(code, ERROR_MORE_DATA, node.GetNodePath(), ownNoErrMsg);
+}
+
+// Most parameters hold what is asked for as it is, and one look at the key answers. Whatever else there is to
+// one, and every failure, is left to the steps of the whole read.
+bool Spc::ReadPlain(const char16_t* topic, const char16_t* par, ReadForm& form) const {
+  const std::u16string_view root = m_root.View();
+  const std::size_t slash = support::indexOf(root, u'\\');
+  if (slash == std::u16string_view::npos) return false;
+  const client::ParameterPath path(root.substr(slash + 1), m_prcSpace.View(), topic, par);
+  std::array<char16_t, 256> room;  // NOLINT(*-member-init): written as far as it is read
+  if (path.Length() > room.size()) return false;
+  path.Write(room.data());
+
+  const RegistryGlance key(client::hiveNamed(root.substr(0, slash)), {room.data(), path.Length()});
+  if (!key.IsKey() || letterAt(key, names().type) != form.traits.letter) return false;
+  RegistryGlance::Value stored;
+  if (form.traits.isText && key.Find(names().decrypt, stored)) return false;
+  if (!key.Find(names().override, stored)) return key.Find(names().value, stored) && form.Take(stored);
+  const UnicodeString* const name = OverrideNameFor(letterAt(key, names().override));
+  return name && key.Find(RegistryName(name->View()), stored) && form.Take(stored);
 }
 
 bool Spc::ReadResolved(RgNode& node, ReadForm& form, std::int32_t noErrMsg, std::int32_t& failure) {

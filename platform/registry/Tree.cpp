@@ -73,6 +73,14 @@ std::uint32_t utf16Length(std::string_view utf8) {
   return length;
 }
 
+const NodeRef& hiveRef(std::uint64_t id) {
+  const auto make = [](std::uint64_t hive) {
+    return NodeRef{hive, EntryKey(rootId, FoldedName(hiveName(hive)).view())};
+  };
+  static const std::array<NodeRef, hiveCount> refs = {make(1), make(2), make(3), make(4)};
+  return refs[id - 1];
+}
+
 std::vector<std::u16string_view> splitPath(std::u16string_view path) {
   if (!path.empty() && path.front() == u'\\') throw Failure(ERROR_BAD_PATHNAME);
   std::vector<std::u16string_view> parts;

@@ -24,6 +24,9 @@ struct NodeRef {
   EntryKey place;
 };
 
+// That of a hive.
+const NodeRef& hiveRef(std::uint64_t id);
+
 inline constexpr std::uint32_t maxDepth = 512;  // levels below a hive
 
 // The components of a path. Several backslashes in a row count as one, one at the end does not count.

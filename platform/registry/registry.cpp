@@ -34,14 +34,6 @@ std::u16string_view valueName(const char16_t* name) {
   return text;
 }
 
-const NodeRef& hiveRef(std::uint64_t id) {
-  const auto make = [](std::uint64_t hive) {
-    return NodeRef{hive, EntryKey(rootId, FoldedName(hiveName(hive)).view())};
-  };
-  static const std::array<NodeRef, hiveCount> refs = {make(1), make(2), make(3), make(4)};
-  return refs[id - 1];
-}
-
 // What a handle stands for, rights checked. Throws Failure with ERROR_INVALID_HANDLE.
 OpenKey target(HKEY handle, REGSAM need) {
   if (const std::uint64_t hive = hiveId(handle); hive != rootId) return {hiveRef(hive), KEY_ALL_ACCESS, {}};

@@ -1,5 +1,9 @@
 #include <stdlib.h>
 
+#include <cstring>
+
+#include "platform/registry/RegistryTransaction.h"
+#include "platform/support/Utf.h"
 #include "src/SpSrvClntEx.h"
 #include "tests/client/ClientTest.h"
 
@@ -382,6 +386,106 @@ TEST_F(ReadTest, ABlockEndsAtAnUnknownType) {
   EXPECT_THAT(Lines(), IsEmpty());
   EXPECT_FALSE(spc.GetPar(u"T", static_cast<const SpcParS*>(nullptr), &err));
   EXPECT_EQ(err, 87U);
+}
+
+// All that a read in one form leaves behind.
+struct Outcome {
+  bool done;
+  std::uint32_t code;
+  std::string value;  // of a buffer all of it
+  Strings lines;
+  bool operator==(const Outcome&) const = default;
+};
+
+void PrintTo(const Outcome& outcome, std::ostream* out) {
+  *out << outcome.done << ' ' << outcome.code << ' ' << testing::PrintToString(outcome.value) << ' '
+       << testing::PrintToString(outcome.lines);
+}
+
+class PlainReadTest : public ReadTest {
+protected:
+  template <class Value>
+  Outcome Read() {
+    Value value{};
+    std::memset(static_cast<void*>(&value), 0xFE, sizeof value);
+    std::uint32_t code = 99;
+    const bool done = spc.GetPar(u"T", u"P", &value, &code, 0);
+    return {done, code, std::string(reinterpret_cast<const char*>(&value), sizeof value), Lines()};
+  }
+  Outcome ReadText() {
+    text = u"before";
+    std::uint32_t code = 99;
+    const bool done = spc.GetPar(u"T", u"P", text, &code, 0);
+    return {done, code, support::toUtf8(text.View()), Lines()};
+  }
+  Outcome ReadBuffer(std::uint32_t capacity) {
+    std::u16string room(8, u'#');
+    std::uint32_t code = 99;
+    const bool done = spc.GetPar(u"T", u"P", room.data(), capacity, &code, 0);
+    return {done, code, support::toUtf8(room), Lines()};
+  }
+
+  std::vector<Outcome> ReadAll() {
+    return {Read<std::int32_t>(), Read<double>(), Read<std::int64_t>(), Read<bool>(), ReadText(),
+            ReadBuffer(0),        ReadBuffer(1),  ReadBuffer(3),        ReadBuffer(4)};
+  }
+};
+
+// A read inside a transaction goes through every step; the one outside takes the short way where it can.
+TEST_F(PlainReadTest, TheShortWayAnswersAsTheLongOne) {
+  ::setenv("SPS_TEST_X", "there", 1);
+  using Make = void (*)(Par&);
+  const std::pair<const char*, Make> cases[] = {
+      {"no value", [](Par&) {}},
+      {"the other value", [](Par& par) { par.Text(u"@superValue", u"abc"); }},
+      {"four bytes", [](Par& par) { par.Number(u"@value", 7); }},
+      {"one byte", [](Par& par) { par.Bytes(u"@value", {2}); }},
+      {"three bytes",
+       [](Par& par) {
+         par.Bytes(u"@value", {65, 0, 66});
+       }},
+      {"no bytes", [](Par& par) { par.Flag(u"@value"); }},
+      {"eight bytes",
+       [](Par& par) {
+         par.Bytes(u"@value", {1, 0, 2, 0, 3, 0, 4, 0});
+       }},
+      {"nine bytes",
+       [](Par& par) {
+         par.Bytes(u"@value", {1, 0, 2, 0, 3, 0, 4, 0, 5});
+       }},
+      {"a text", [](Par& par) { par.Text(u"@value", u"abc"); }},
+      {"a text of references", [](Par& par) { par.Expandable(u"@value", u"%SPS_TEST_X%"); }},
+      {"a text with an end within",
+       [](Par& par) {
+         par.Bytes(u"@value", {65, 0, 0, 0, 66, 0});
+       }},
+      {"a large text", [](Par& par) { par.Text(u"@value", std::u16string(2000, u'x').c_str()); }},
+      {"a scrambled text", [](Par& par) { par.Text(u"@value", u"abc").Flag(u"@decrypt"); }},
+      {"an override", [](Par& par) { par.Text(u"@value", u"a").Override(u'U').Text(u"uSER", u"own"); }},
+      {"an override without value", [](Par& par) { par.Text(u"@value", u"a").Override(u'W'); }},
+      {"an override of no kind", [](Par& par) { par.Text(u"@value", u"a").Override(u'X'); }},
+      {"half an override", [](Par& par) { par.Text(u"@value", u"a").Bytes(u"@override", {'U'}); }},
+      {"half a type", [](Par& par) { par.Text(u"@value", u"a").Bytes(u"@type", {'S'}); }},
+      {"a long type", [](Par& par) { par.Text(u"@value", u"a").Text(u"@type", u"S"); }},
+      {"no type", [](Par& par) { par.Text(u"@value", u"a").Without(u"@type"); }},
+  };
+  for (const char16_t letter : {u'I', u'D', u'T', u'B', u'S'}) {
+    for (const auto& [what, make] : cases) {
+      SCOPED_TRACE(std::string(what) + " of type " + static_cast<char>(letter));
+      RgNode topic;
+      ASSERT_TRUE(topic.Init(u"HKEY_LOCAL_MACHINE\\Software\\Velor\\SPS\\Default\\T", true, false));
+      topic.DelSubNode(u"P");
+      Par par(letter);
+      make(par);
+      for (const char16_t* user : {u"User", u""}) {
+        spc.SetUser(user);
+        Lines();
+        const std::vector<Outcome> plain = ReadAll();
+        const RegistryTransaction transaction;
+        EXPECT_EQ(plain, ReadAll());
+      }
+    }
+  }
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 // Values: what goes in comes out; sizes, names, counts and maxima. Environment references.
 #include <algorithm>
 
+#include "platform/registry/RegistryGlance.h"
 #include "tests/registry/RegistryTest.h"
 
 namespace regtest {
@@ -250,6 +251,35 @@ TEST(ExpandEnvironmentStrings, ReplacesReferences) {
   char16_t buffer[2];
   EXPECT_EQ(ExpandEnvironmentStringsW(nullptr, buffer, 2), 0U);
   EXPECT_EQ(ExpandEnvironmentStringsW(u"x", nullptr, 2), 0U);
+}
+
+TEST(RegistryGlanceTest, ShowsAKeyOfSmallValuesAsOfTheLastCommit) {
+  const TempStore store;
+  const RegistryName name(u"V");
+  const auto look = [&name] {
+    const RegistryGlance key(HKEY_USERS, u"\u00C4rea\\k");
+    RegistryGlance::Value value;
+    if (!key.IsKey()) return std::string("no key");
+    if (!key.Find(name, value)) return std::string("no value");
+    return std::to_string(value.type) + std::string(value.bytes);
+  };
+  EXPECT_EQ(look(), "no key");
+  const Key key = Key::create(HKEY_USERS, u"\u00E4REA\\K");
+  EXPECT_EQ(look(), "no value");
+  ASSERT_EQ(setValue(key, u"v", "data", REG_BINARY), 0);
+  EXPECT_EQ(look(), "3data");
+  ASSERT_EQ(setValue(key, u"v", "other", REG_SZ), 0);
+  EXPECT_EQ(look(), "1other");
+  {
+    RegistryTransaction transaction;
+    ASSERT_EQ(setValue(key, u"v", "passing", REG_SZ), 0);
+    EXPECT_EQ(look(), "no key");
+  }
+  EXPECT_EQ(look(), "1other");
+  ASSERT_EQ(setValue(key, u"large", bytes(5000), REG_BINARY), 0);
+  EXPECT_EQ(look(), "no key");
+  EXPECT_FALSE(RegistryGlance(HKEY_USERS, std::u16string(300, u'x')).IsKey());
+  EXPECT_FALSE(RegistryGlance(0, u"k").IsKey());
 }
 
 }  // namespace regtest

@@ -1,0 +1,46 @@
+// A look at the values of one key, without a handle.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "platform/registry/registry.h"
+#include "platform/support/api.h"
+
+namespace registry {
+class NodeView;
+}
+
+// A value's name as it is compared. It is worth keeping: making one takes longer than looking for it.
+class SPS_API RegistryName {
+public:
+  explicit RegistryName(std::u16string_view name);
+
+private:
+  friend class RegistryGlance;
+  std::string m_folded;
+};
+
+// One key as of the last commit, for who reads a few small values and is gone: that takes a third of what
+// opening, reading and closing it does. It shows no key where there is none, where a failure is to be told or
+// some of the values are large, and inside a RegistryTransaction; whoever needs to know more opens the key.
+//
+// It is good until the next call of the registry by this thread.
+class SPS_API RegistryGlance {
+public:
+  // The path is that below the hive, as for RegOpenKeyExW.
+  RegistryGlance(HKEY hive, std::u16string_view path) noexcept;
+
+  bool IsKey() const { return m_key != nullptr; }
+
+  struct Value {
+    std::uint32_t type = 0;
+    std::string_view bytes;
+  };
+  // False where the key has no value of that name. There must be a key.
+  bool Find(const RegistryName& name, Value& value) const;
+
+private:
+  const registry::NodeView* m_key = nullptr;
+};
