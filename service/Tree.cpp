@@ -38,10 +38,11 @@ Tree::Tree(const UnicodeString& space) {
   SetPrcSpace(space);
 }
 
+// Most callers of a thread go by the same names, and the setters keep the former ones for who asks.
 void Tree::Select(const OverrideNames& names) {
-  SetWorkstation(names.workstation);
-  SetUser(names.user);
-  SetPrcInstance(names.instance);
+  if (m_oWorkstation != names.workstation) SetWorkstation(names.workstation);
+  if (m_oUser != names.user) SetUser(names.user);
+  if (m_oPrcInstance != names.instance) SetPrcInstance(names.instance);
 }
 
 UnicodeString Tree::PathOf(const UnicodeString& topic, const UnicodeString& par) {
