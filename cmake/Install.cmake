@@ -31,6 +31,7 @@ set(SPS_PUBLIC_HEADERS
     platform/support/ExcBase.h
     platform/support/Format.h
     platform/support/SecurityAttributes.h
+    platform/support/StandardStreams.h
     platform/support/ThreadAnnotations.h
     platform/support/Trace.h
     platform/support/UnicodeString.h

@@ -12,6 +12,7 @@
 
 #include "platform/ipc/Endpoint.h"
 #include "platform/registry/RegistryStore.h"
+#include "platform/support/StandardStreams.h"
 #include "platform/support/Trace.h"
 #include "service/Options.h"
 #include "service/SystemNotice.h"
@@ -176,6 +177,7 @@ int start(int count, char** arguments) {
 }  // namespace
 
 int main(int count, char** arguments) {
+  support::reserveStandardStreams();
   try {
     return start(count, arguments);
   } catch (const std::exception& problem) {

@@ -6,6 +6,7 @@
 #include <iostream>
 #include <nlohmann/json.hpp>
 
+#include "platform/support/StandardStreams.h"
 #include "tools/sps/Commands.h"
 #include "tools/sps/Failure.h"
 #include "tools/sps/VersionText.h"
@@ -159,6 +160,7 @@ int run(int argc, char** argv) {
 }  // namespace tool
 
 int main(int argc, char** argv) {
+  support::reserveStandardStreams();
   try {
     return tool::run(argc, argv);
   } catch (...) {  // out of memory before there is anything to report with
