@@ -259,7 +259,7 @@ bool RgNode::DelSubNode(const char16_t* name) {
 }
 
 bool RgNode::IsSubNodeName(const UnicodeString& name) {
-  return name.View().find_first_not_of(u'\\') != std::u16string_view::npos;
+  return !name.IsEmpty() && !name.View().starts_with(u'\\');
 }
 
 void RgNode::DelSubTree(const UnicodeString& name) {

@@ -104,7 +104,8 @@ public:
   // first node that cannot be deleted, which stays, as do those above it; GetRetCode then is not 0. A name
   // that is none of a sub node gives 87 and deletes nothing.
   void DelSubTree(const UnicodeString& name);
-  // False for what the registry takes for the key itself: an empty name, and backslashes alone.
+  // False for an empty name and for one that begins with a backslash: in a path it may lead to the key
+  // itself.
   static bool IsSubNodeName(const UnicodeString& name);
 
   // Enumeration. One position serves sub nodes and values alike, starts at 0 in a new node and is set

@@ -139,7 +139,7 @@ public:
   // openings say, and every level whose name is met on the way is closed. A parameter with sub keys of its
   // own cannot be deleted (5). What went before a failure is gone, unless a RegistryTransaction around it
   // takes it back, which is much faster besides; levels that were closed stay closed, and the others are to
-  // be opened anew for their lists. An empty name, or one of backslashes alone, gives 2, except for a
+  // be opened anew for their lists. An empty name, or one that begins with a backslash, gives 2, except for a
   // property.
   bool DelPrcSpace(const char16_t* prcSpace);  // root level
   bool DelTopic(const char16_t* topic);        // process-space level

@@ -57,10 +57,11 @@ struct SpcParS {
 //   12 no value                         16 the parameter has another type
 //   13 unknown type in a list           19 neither local access nor a connection
 //   87 a null pointer for the value
-// Every failure is traced once, by the operation that met it. noErrMsg is a code that a read shall not
-// trace; 240 silences all of them.
+// Every failure is traced once, by the operation that met it; a key that cannot be opened leaves a back trace
+// of its node besides. noErrMsg is a code that a read shall not trace; 240 silences all of them. Neither
+// reaches the node's.
 //
-// Nothing is cached: each operation opens the parameter's key anew, and reads see the store as it is.
+// Each operation sees the store as of the last commit, whoever made it: nothing stale is ever shown.
 // Two objects or processes meet in the store only. One object belongs to one thread at a time; the
 // directory reads, SendDbgError, EncryptStr and DecryptStr may run in any number of threads.
 class SPS_API Spc {

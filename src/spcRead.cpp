@@ -37,9 +37,10 @@ struct Names {
   RegistryName value{Spc::m_pVAL};
 };
 
+// Never destroyed: reads may come from the destructors of other static objects.
 const Names& names() {
-  static const Names all;
-  return all;
+  static const auto* const all = new Names;
+  return *all;
 }
 
 // A letter that is there whole; else 0.
@@ -106,7 +107,10 @@ public:
     std::fill_n(m_value, m_capacity, u'\0');
     return m_value;
   }
-  void CloseBuffer() override {}
+  // Half a character may have come into the only one.
+  void CloseBuffer() override {
+    if (m_capacity > 0) m_value[m_capacity - 1] = u'\0';
+  }
   UnicodeString Text() const override { return m_value; }
   bool SetText(UnicodeString&& text) override {
     const std::u16string_view view = text.View();

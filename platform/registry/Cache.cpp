@@ -64,9 +64,11 @@ bool CachedNode::outsideValue(const Moment& moment, std::string_view folded, Val
 }
 
 void CachedNode::load(std::u16string_view path, std::string_view record, std::uint64_t number) {
+  m_pathSize = 0;  // as long as the bytes may be others
   if (m_bytes.capacity() > maxKept) m_bytes = std::string();
-  m_pathSize = static_cast<std::uint32_t>(path.size() * sizeof(char16_t));
-  m_bytes.assign(reinterpret_cast<const char*>(path.data()), m_pathSize).append(record);
+  const std::size_t pathBytes = path.size() * sizeof(char16_t);
+  m_bytes.assign(reinterpret_cast<const char*>(path.data()), pathBytes).append(record);
+  m_pathSize = static_cast<std::uint32_t>(pathBytes);
   m_answers.clear();
   m_view.decode(std::string_view(m_bytes).substr(m_pathSize));
   m_number = number;
@@ -130,6 +132,10 @@ bool NodeCache::wasMissed(std::uint64_t hash) {
          static_cast<std::uint32_t>(hash >> 32);
 }
 
+std::uint64_t NodeCache::newSerial(std::size_t place) {
+  return std::exchange(m_nextSerial, m_nextSerial + serialStep) + place;
+}
+
 CachedNode& NodeCache::victim(std::uint64_t hash) {
   const std::size_t set = wasMissed(hash) ? keptSet(hash) : passingSet(hash);
   std::size_t oldest = set;
@@ -142,8 +148,7 @@ CachedNode& NodeCache::victim(std::uint64_t hash) {
   }
   if (m_nodes[oldest] == nullptr) m_nodes[oldest] = std::make_unique<CachedNode>();
   CachedNode& node = *m_nodes[oldest];
-  node.m_serial = m_nextSerial + oldest;
-  m_nextSerial += serialStep;
+  node.m_serial = newSerial(oldest);
   m_lastUses[oldest] = ++m_clock;
   return node;
 }
@@ -207,6 +212,10 @@ CachedNode* NodeCache::load(Moment& moment, const NodeRef& base, std::u16string_
   tag = 0;  // unfindable until it is whole
   node.m_number = 0;
   node.load(path, *record, 0);
+  // Another key at the same path: what was opened before must not be taken for it.
+  if (known != nullptr && node.m_ref.id != node.m_view.header().id) {
+    node.m_serial = newSerial(placeOf(node.m_serial));
+  }
   const std::size_t leaf = path.rfind(u'\\') + 1;
   if (!path.empty() && !isNamed(node.m_view, place, path.substr(leaf))) return nullptr;
   if (path.empty() && node.m_view.header().id != base.id) return nullptr;

@@ -141,6 +141,7 @@ private:
   // Whether it was missed not long ago; from now on it was.
   bool wasMissed(std::uint64_t hash);
   CachedNode& victim(std::uint64_t hash);
+  std::uint64_t newSerial(std::size_t place);
   bool isCurrent(Moment& moment, CachedNode& node);
   std::optional<std::string_view> seek(Moment& moment, const NodeRef& base, std::u16string_view path,
                                        EntryKey& place);

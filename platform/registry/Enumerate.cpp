@@ -7,35 +7,6 @@
 namespace registry {
 namespace {
 
-// Where the thread's last walk over one key stood: what it delivered at that index was stored under that
-// name. Of no use once the key changed.
-struct Position {
-  std::uint64_t node = 0;
-  std::uint64_t revision = 0;
-  std::uint32_t index = 0;
-  std::string name;  // as it is in the store's key, behind the owner
-
-  bool leadsTo(const NodeHeader& header, std::uint32_t wanted) const {
-    return node == header.id && revision == header.revision && wanted > index;
-  }
-  void set(const NodeHeader& header, std::uint32_t at, std::string_view stored) {
-    node = header.id;
-    revision = header.revision;
-    index = at;
-    name.assign(stored);
-  }
-};
-
-struct Positions {
-  Position subKey;
-  Position value;
-};
-
-Positions& positions() {
-  thread_local Positions all;
-  return all;
-}
-
 std::string ownerPrefix(std::uint64_t owner) {
   return std::string(EntryKey(owner, {}).bytes());
 }
@@ -111,8 +82,8 @@ private:
 
 }  // namespace
 
-bool subKeyAt(const Moment& moment, const NodeHeader& node, std::uint32_t index, NodeView& child) {
-  Position& last = positions().subKey;
+bool subKeyAt(const Moment& moment, const NodeHeader& node, std::uint32_t index, Position& last,
+              NodeView& child) {
   if (index >= node.subKeys) return false;
   const bool onward = last.leadsTo(node, index);
   Entries entries(moment.txn, moment.tables->nodes, node.id);
@@ -127,8 +98,8 @@ bool subKeyAt(const Moment& moment, const NodeHeader& node, std::uint32_t index,
   return true;
 }
 
-bool valueAt(const Moment& moment, const NodeView& node, std::uint32_t index, NamedValue& value) {
-  Position& last = positions().value;
+bool valueAt(const Moment& moment, const NodeView& node, std::uint32_t index, Position& last,
+             NamedValue& value) {
   if (index >= node.header().values) return false;
   const bool onward = last.leadsTo(node.header(), index);
   Values values(moment, node, onward ? std::string_view(last.name) : std::string_view(), onward);
@@ -139,10 +110,6 @@ bool valueAt(const Moment& moment, const NodeView& node, std::uint32_t index, Na
   value = values.value();
   last.set(node.header(), index, values.storedName());
   return true;
-}
-
-void forgetPositions() {
-  positions() = {};
 }
 
 }  // namespace registry

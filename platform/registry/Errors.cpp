@@ -15,8 +15,9 @@ LSTATUS toRegistryNumber(int cause) {
     case MDB_SUCCESS:
       return ERROR_SUCCESS;
     case MDB_NOTFOUND:
-    case ENOENT:
       return ERROR_FILE_NOT_FOUND;
+    case ENOENT:  // of the store itself: no key is missing
+      return ERROR_REGISTRY_IO_FAILED;
     case EACCES:
     case EPERM:
     case EROFS:

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <vector>
 
 #include "platform/registry/Store.h"
@@ -206,9 +207,13 @@ bool closeHandle(HKEY handle) {
   if (!slot->generation.compare_exchange_strong(generation, generation + 1, std::memory_order_acq_rel)) {
     return false;
   }
-  LocalFree& local = localFree();
-  local.slots.push_back(handle & indexMask);
-  if (local.slots.size() > keptFree) local.giveBack(keptFree / 2);
+  try {
+    LocalFree& local = localFree();
+    local.slots.push_back(handle & indexMask);
+    if (local.slots.size() > keptFree) local.giveBack(keptFree / 2);
+  } catch (const std::bad_alloc&) {
+    return true;  // closed all the same: its slot is not given again
+  }
   return true;
 }
 

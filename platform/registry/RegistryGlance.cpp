@@ -13,6 +13,8 @@ RegistryGlance::RegistryGlance(HKEY hive, std::u16string_view path) noexcept {
   const std::uint64_t id = hiveId(hive);
   if (id == rootId) return;
   try {
+    // A store that can't be had is tried, and complained of, by who opens the key.
+    if (!ThreadState::get().isAttached()) return;
     Reading reading;
     if (reading.isInTransaction()) return;
     const CachedNode* const node = reading.thread().cache().open(reading.moment(), hiveRef(id), path);

@@ -22,9 +22,10 @@ private:
   std::string m_folded;
 };
 
-// One key as of the last commit, for who reads a few small values and is gone: that takes a third of what
-// opening, reading and closing it does. It shows no key where there is none, where a failure is to be told or
-// some of the values are large, and inside a RegistryTransaction; whoever needs to know more opens the key.
+// One key as of the last commit, or as of the thread's RegistryView, for who reads a few small values and is
+// gone: that takes a third of what opening, reading and closing it does. It shows no key where there is none,
+// where a failure is to be told, where not all values lie in the key's record (they are large, or many), and
+// inside a RegistryTransaction; whoever needs to know more opens the key.
 //
 // It is good until the next call of the registry by this thread.
 class SPS_API RegistryGlance {

@@ -12,6 +12,7 @@
 #include "platform/registry/RegistryStore.h"
 #include "platform/registry/StoreFiles.h"
 #include "platform/registry/Tree.h"
+#include "platform/support/StandardStreams.h"
 #include "platform/support/Trace.h"
 #include "platform/support/Utf.h"
 
@@ -91,6 +92,7 @@ Store::~Store() {
 
 std::shared_ptr<Store> Store::open(const std::string& directory) {
   registerForkHandlers();
+  support::reserveStandardStreams();
   makeDirectory(directory);
   if (!hasDataFile(directory)) createStore(directory);
   const std::string file = directory + dataFileName;
@@ -166,15 +168,35 @@ FileIdentity Store::identity() const {
 
 void Store::purgeVolatileKeys() {
   const std::string boot = bootId();
+  if (m_readOnly || boot.empty()) return;  // who cannot tell the boot does not say that it is another one
   {
     const TxnPtr txn = begin(nullptr, MDB_RDONLY);
-    if (m_readOnly || lastBoot(txn.get(), m_tables) == boot) return;
+    if (lastBoot(txn.get(), m_tables) == boot) return;
   }
   TxnPtr txn = begin(nullptr, 0);
-  Tree tree(txn.get(), m_tables);
-  if (lastBoot(txn.get(), m_tables) != boot) tree.removeVolatileKeys();
-  setLastBoot(txn.get(), m_tables, boot);
-  commit(std::move(txn));
+  if (lastBoot(txn.get(), m_tables) == boot) return;
+  const std::vector<std::uint64_t> keys = Tree(txn.get(), m_tables).volatileKeys();
+  for (const std::uint64_t id : keys) purge(txn.get(), id);
+  try {
+    setLastBoot(txn.get(), m_tables, boot);
+    commit(std::move(txn));
+  } catch (const Failure&) {
+    // On a full disk what is there can still be read, if nothing of it should be gone.
+    if (!keys.empty()) throw;
+  }
+}
+
+// A damaged key is left where it is: the others are whole all the same.
+void Store::purge(MDB_txn* txn, std::uint64_t id) const {
+  try {
+    TxnPtr own = begin(txn, 0);
+    Tree(own.get(), m_tables).removeVolatileKey(id);
+    check(mdb_txn_commit(own.release()));
+  } catch (const Failure& failure) {
+    if (failure.number() != ERROR_REGISTRY_CORRUPT && failure.number() != ERROR_KEY_DELETED) throw;
+    _DbgSetLine(u"platform\\registry", __LINE__, u'E');
+    _DbgOut(u"A volatile key of another boot is damaged and stays: %s", describe(failure.number()));
+  }
 }
 
 TxnPtr Store::begin(MDB_txn* parent, unsigned flags) const {
@@ -192,7 +214,10 @@ void Store::commit(TxnPtr txn) const {
   (void)txn.release();  // not before, since what LMDB finds on the way may throw
   // A reader that was killed while it looked keeps pages from being used again until somebody notices.
   constexpr unsigned often = 256;
-  if (++m_commits % often == 0) clearDeadReaders();
+  if (++m_commits % often == 0) {
+    int ignored = 0;  // that it fails says nothing about the commit
+    (void)mdb_reader_check(env(), &ignored);
+  }
   // A disk that fills up in the middle of a write cuts it short, which LMDB calls EIO.
   check(result == EIO && isFull(m_directory) ? ENOSPC : result);
 }

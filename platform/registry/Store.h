@@ -46,6 +46,7 @@ private:
   std::uint64_t neededLength() const;
   void checkAll() const;
   void purgeVolatileKeys();
+  void purge(MDB_txn* txn, std::uint64_t id) const;
 
   std::string m_directory;
   std::string m_id;

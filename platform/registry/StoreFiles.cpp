@@ -85,6 +85,7 @@ std::string defaultDirectory() {
 void makeDirectory(const std::string& directory) {
   std::error_code error;
   if (fs::is_directory(directory, error)) return;
+  error.clear();  // that it is not there yet is no failure
   const fs::path parent = fs::path(directory).parent_path();
   if (!parent.empty()) fs::create_directories(parent, error);
   if (error) throw Failure(toRegistryNumber(error.value()), error.value());

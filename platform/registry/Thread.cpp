@@ -1,7 +1,5 @@
 #include "platform/registry/Thread.h"
 
-#include "platform/registry/Enumerate.h"
-
 namespace registry {
 namespace {
 
@@ -60,7 +58,7 @@ void ThreadState::attach() {
   letGo();
   m_recent = {};
   m_cache.clear();
-  forgetPositions();
+  m_positions = {};
   m_epoch = 0;
   m_process = processGeneration();
   const std::uint64_t now = epoch();
@@ -134,7 +132,7 @@ void ThreadState::endScope(WriteScope& scope) {
     return;
   }
   if (!contains(m_scope, scope)) return;  // it ended before
-  forgetPositions();
+  m_positions = {};
   forgetSeen();
   for (WriteScope* inner = m_scope;; inner = inner->outer) {
     inner->txn.reset();

@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "platform/registry/Cache.h"
+#include "platform/registry/Enumerate.h"
 #include "platform/registry/Handles.h"
 #include "platform/registry/Store.h"
 
@@ -39,10 +40,11 @@ public:
 
   // The store in use, taken up anew where it changed. Throws Failure.
   Store& store() {
-    if (m_epoch != epoch()) [[unlikely]]
+    if (!isAttached()) [[unlikely]]
       attach();
     return *m_store;
   }
+  bool isAttached() const { return m_epoch == epoch(); }
   NodeCache& cache() { return m_cache; }
 
   // The store as of the last commit, or as of the thread's view where it has one. Where nothing has been
@@ -105,6 +107,13 @@ public:
   // Something is about to be written, or a scope begins or ends.
   void forgetSeen() { m_hasSeen = false; }
 
+  // Where its last walks stood.
+  struct Positions {
+    Position subKey;
+    Position value;
+  };
+  Positions& positions() { return m_positions; }
+
   void beginScope(WriteScope& scope);
   LSTATUS commitScope(WriteScope& scope);
   // Takes back what was not committed, inner scopes first.
@@ -155,6 +164,7 @@ private:
   TxnPtr m_reader;
   NodeCache m_cache;
   Recent m_recent;
+  Positions m_positions;
   WriteScope* m_scope = nullptr;
   bool m_hasSeen = false;
   NodeView m_seen;
@@ -225,8 +235,11 @@ void writing(Operation&& operation) {
       return;
     } catch (const Failure& failure) {
       if (isSpoiling(failure)) write.spoil(failure.number());
-      const bool full = failure.cause() == MDB_MAP_FULL && ThreadState::get().scope() == nullptr;
-      if (!full || !again || ThreadState::get().store().clearDeadReaders() == 0) throw;
+      ThreadState& thread = ThreadState::get();
+      const bool isAlone = thread.scope() == nullptr;
+      if (isAlone) thread.refreshView();  // what the refusal is about may be newer than the view
+      const bool full = failure.cause() == MDB_MAP_FULL && isAlone;
+      if (!full || !again || thread.store().clearDeadReaders() == 0) throw;
     } catch (const std::bad_alloc&) {
       write.spoil(ERROR_NOT_ENOUGH_MEMORY);
       throw;

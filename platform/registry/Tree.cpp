@@ -245,19 +245,22 @@ void Tree::dropTree(const NodeRef& parent, const NodeRef& node) {
   dropKey(parent, node);
 }
 
-void Tree::removeVolatileKeys() {
-  for (;;) {
-    EntryKey parentPlace;
-    EntryKey place;
-    std::uint64_t id = 0;
-    {
-      Cursor cursor(m_txn, m_tables.volatiles);
-      if (!cursor.first()) return;
-      id = getBigEndian(cursor.key().data());
-      std::tie(parentPlace, place) = unpackPair(unsealed(cursor.data()));
-    }
-    dropTree({place.owner(), parentPlace}, {id, place});
+std::vector<std::uint64_t> Tree::volatileKeys() const {
+  std::vector<std::uint64_t> ids;
+  Cursor cursor(m_txn, m_tables.volatiles);
+  for (bool found = cursor.first(); found; found = cursor.next()) {
+    ids.push_back(getBigEndian(cursor.key().data()));
   }
+  return ids;
+}
+
+void Tree::removeVolatileKey(std::uint64_t id) {
+  std::string key(ownerSize, '\0');
+  putBigEndian(key.data(), id);
+  const auto places = fetch(m_txn, m_tables.volatiles, key);
+  if (!places) return;
+  const auto [parent, place] = unpackPair(unsealed(*places));
+  dropTree({place.owner(), parent}, {id, place});
 }
 
 void Tree::setValue(const NodeRef& node, std::u16string_view name, std::uint32_t type,

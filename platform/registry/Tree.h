@@ -69,7 +69,10 @@ public:
   // False where there is no such value.
   bool removeValue(const NodeRef& node, std::u16string_view name);
 
-  void removeVolatileKeys();
+  // The ids of the topmost volatile keys.
+  std::vector<std::uint64_t> volatileKeys() const;
+  // One of them, with all below it.
+  void removeVolatileKey(std::uint64_t id);
 
 private:
   enum class Kind : std::uint8_t { SubKeyName = 1, ValueName = 2, ValueData = 3 };

@@ -72,6 +72,7 @@ public:
   }
 
   Moment& moment() { return m_reading.moment(); }
+  ThreadState::Positions& positions() { return m_reading.thread().positions(); }
 
 private:
   [[gnu::noinline]] void search(HKEY handle, REGSAM need) {
@@ -301,7 +302,8 @@ LSTATUS RegEnumKeyExW(HKEY key, DWORD index, char16_t* name, DWORD* nameSize, DW
   return guarded([&] {
     ReadKey open(key, KEY_ENUMERATE_SUB_KEYS, ReadKey::From::Store);
     NodeView child;
-    if (!subKeyAt(open.moment(), open.view().header(), index, child)) return ERROR_NO_MORE_ITEMS;
+    if (!subKeyAt(open.moment(), open.view().header(), index, open.positions().subKey, child))
+      return ERROR_NO_MORE_ITEMS;
     if (keyClass != nullptr && *classSize > 0) *keyClass = u'\0';
     deliver(classSize, 0);
     deliver(lastWrite, child.header().lastWrite);
@@ -316,7 +318,8 @@ LSTATUS RegEnumValueW(HKEY key, DWORD index, char16_t* name, DWORD* nameSize, DW
   return guarded([&] {
     ReadKey open(key, KEY_QUERY_VALUE, ReadKey::From::Store);
     NamedValue value;
-    if (!valueAt(open.moment(), open.view(), index, value)) return ERROR_NO_MORE_ITEMS;
+    if (!valueAt(open.moment(), open.view(), index, open.positions().value, value))
+      return ERROR_NO_MORE_ITEMS;
     const DWORD nameCapacity = *nameSize;
     if (const LSTATUS outcome = deliverName(value.name, name, nameSize); outcome != 0) return outcome;
     deliver(type, value.type);

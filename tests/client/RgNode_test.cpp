@@ -1,7 +1,9 @@
 #include <stdlib.h>
 
 #include <memory>
+#include <thread>
 
+#include "platform/registry/RegistryView.h"
 #include "tests/client/ClientTest.h"
 
 using testing::ElementsAre;
@@ -344,12 +346,27 @@ TEST_F(RgNodeTest, DeletesATree) {
 TEST_F(RgNodeTest, DeletingNothingHarmsNothing) {
   ASSERT_TRUE(Make(u"top"));
   ASSERT_TRUE(node.Init(root, false, false));
-  for (const char16_t* name : {u"", u"\\", u"\\\\"}) {
+  for (const char16_t* name : {u"", u"\\", u"\\\\", u"\\top"}) {
     node.DelSubTree(name);
     EXPECT_EQ(node.GetRetCode(), ERROR_INVALID_PARAMETER);
   }
   node.DelSubTree(u"absent");
   EXPECT_TRUE(Exists(u"top"));
+}
+
+// What the view still shows and another thread has deleted comes once.
+TEST_F(RgNodeTest, DeletionEndsInAView) {
+  ASSERT_TRUE(Make(u"top\\a") && Make(u"top\\b"));
+  const RegistryView view;
+  ASSERT_TRUE(node.Init(root, false, false));
+  std::thread([] {
+    RgNode other;
+    EXPECT_TRUE(other.Init((std::u16string(root) + u"\\top").c_str(), false, false) &&
+                other.DelSubNode(u"a"));
+  }).join();
+  node.DelSubTree(u"top");
+  EXPECT_EQ(node.GetRetCode(), 0);
+  EXPECT_FALSE(Exists(u"top"));
 }
 
 // The sub node of "top\a" comes again as often as it is deleted, so that "a" can never be deleted.

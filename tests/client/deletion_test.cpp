@@ -164,7 +164,7 @@ TEST_F(SpaTest, NothingIsMissedAndNothingElseGoes) {
   Lines();
 
   // The registry takes these for the key itself, which would lose a level.
-  for (const char16_t* name : {static_cast<const char16_t*>(nullptr), u"", u"\\", u"\\\\"}) {
+  for (const char16_t* name : {static_cast<const char16_t*>(nullptr), u"", u"\\", u"\\\\", u"\\t1"}) {
     ExpectFailure(spa.DelPrcSpace(name), 2);
     ExpectFailure(spa.DelTopic(name), 2);
     ExpectFailure(spa.DelParameter(name), 2);

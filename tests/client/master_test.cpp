@@ -139,6 +139,9 @@ TEST_F(ConnectedTest, ARemoteTextHas2048Bytes) {
   EXPECT_TRUE(spc.GetPar(u"T", u"P", buffer, 8));
   master.Then(text({u"abcd\0", 5}));
   EXPECT_FALSE(spc.GetPar(u"T", u"P", buffer, 8));
+  master.Then(value("A", 1));
+  EXPECT_TRUE(spc.GetPar(u"T", u"P", buffer, 1));
+  EXPECT_EQ(buffer[0], u'\0') << "half a character is none";
 }
 
 TEST_F(ConnectedTest, WhatIsHereIsReadHere) {

@@ -431,7 +431,8 @@ protected:
   }
 };
 
-// A read inside a transaction goes through every step; the one outside takes the short way where it can.
+// A read inside a transaction goes through every step, and so does one of a key with a large value; the one
+// outside takes the short way where it can.
 TEST_F(PlainReadTest, TheShortWayAnswersAsTheLongOne) {
   ::setenv("SPS_TEST_X", "there", 1);
   using Make = void (*)(Par&);
@@ -481,8 +482,14 @@ TEST_F(PlainReadTest, TheShortWayAnswersAsTheLongOne) {
         spc.SetUser(user);
         Lines();
         const std::vector<Outcome> plain = ReadAll();
-        const RegistryTransaction transaction;
+        {
+          const RegistryTransaction transaction;
+          EXPECT_EQ(plain, ReadAll());
+        }
+        par.Bytes(u"large", std::vector<std::uint8_t>(300, 1));
+        Lines();
         EXPECT_EQ(plain, ReadAll());
+        par.Without(u"large");
       }
     }
   }

@@ -1,7 +1,9 @@
 // Values: what goes in comes out; sizes, names, counts and maxima. Environment references.
 #include <algorithm>
+#include <thread>
 
 #include "platform/registry/RegistryGlance.h"
+#include "platform/registry/RegistryView.h"
 #include "tests/registry/RegistryTest.h"
 
 namespace regtest {
@@ -276,10 +278,46 @@ TEST(RegistryGlanceTest, ShowsAKeyOfSmallValuesAsOfTheLastCommit) {
     EXPECT_EQ(look(), "no key");
   }
   EXPECT_EQ(look(), "1other");
+  {
+    const RegistryView view;
+    EXPECT_EQ(look(), "1other");
+    std::thread([&key] { EXPECT_EQ(setValue(key, u"v", "new", REG_SZ), 0); }).join();
+    EXPECT_EQ(look(), "1other") << "the view's state";
+  }
+  EXPECT_EQ(look(), "1new");
   ASSERT_EQ(setValue(key, u"large", bytes(5000), REG_BINARY), 0);
   EXPECT_EQ(look(), "no key");
+  ASSERT_EQ(RegDeleteValueW(key, u"large"), 0);
+  EXPECT_EQ(look(), "1new");
+  for (char16_t number = u'a'; number <= u'z'; ++number) {
+    ASSERT_EQ(setValue(key, std::u16string(20, number), bytes(20), REG_BINARY), 0);
+  }
+  EXPECT_EQ(look(), "no key") << "its values are many";
   EXPECT_FALSE(RegistryGlance(HKEY_USERS, std::u16string(300, u'x')).IsKey());
   EXPECT_FALSE(RegistryGlance(0, u"k").IsKey());
+}
+
+// The place that a key has in a thread's memory is given to the next key of that path.
+TEST(RegistryGlanceTest, AnOldHandleIsNeverTheNewKeys) {
+  const TempStore store;
+  const auto make = [](const std::string& data) {
+    std::thread([&data] {
+      RegDeleteKeyW(HKEY_USERS, u"k");
+      EXPECT_EQ(setValue(Key::create(HKEY_USERS, u"k"), u"v", data), 0);
+    }).join();
+  };
+  const std::function<void()> looks[] = {[] { const RegistryGlance look(HKEY_USERS, u"k"); },
+                                         [] { EXPECT_NE(Key::open(HKEY_USERS, u"k\\none").status(), 0); },
+                                         [] { EXPECT_EQ(Key::open(HKEY_USERS, u"k").status(), 0); }};
+  for (const auto& look : looks) {
+    make("old");
+    const Key old = Key::open(HKEY_USERS, u"k");
+    EXPECT_EQ(getValue(old, u"v").data, "old");
+    make("new");
+    look();
+    EXPECT_EQ(getValue(old, u"v").status, ERROR_KEY_DELETED);
+    EXPECT_EQ(setValue(old, u"v", "x"), ERROR_KEY_DELETED);
+  }
 }
 
 }  // namespace regtest
