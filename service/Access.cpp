@@ -91,13 +91,14 @@ Right AccessRules::Of(const ipc::Peer& peer) const {
 }
 
 bool contradicts(const Claim& claim, const ipc::Peer& peer) {
-  if (claim.user.IsEmpty()) return false;
   const std::string user = support::toUtf8(claim.user.View());
+  const std::string machine = support::toUtf8(claim.ws.View());
   switch (peer.kind) {
     case ipc::Peer::Kind::Unix:
-      return user != peer.name && parseId(user) != peer.uid;
+      return !user.empty() && user != peer.name && parseId(user) != peer.uid;
     case ipc::Peer::Kind::Tls:
-      return !sameText(user, peer.name) && !isHost(support::toUtf8(claim.ws.View()), peer.name);
+      if (user.empty() && machine.empty()) return false;
+      return (user.empty() || !sameText(user, peer.name)) && !isHost(machine, peer.name);
     default:
       return false;
   }

@@ -21,6 +21,9 @@ namespace {
 
 constexpr std::size_t shownBytes = 512;         // of a value
 constexpr std::size_t mostWaiting = 4U << 20U;  // bytes
+// Characters of a path and of any other text: who may change nothing shall not fill the disk either.
+constexpr std::size_t longestPath = 4096;
+constexpr std::size_t longestText = 512;
 
 // A second in letters, which many lines have in common.
 struct SecondText {
@@ -109,8 +112,14 @@ void addValue(JsonLine& line, std::uint16_t letter, const Bytes& value) {
   if (shown.size() < value.size()) line.Number("bytes", static_cast<std::int64_t>(value.size()));
 }
 
-void addUnlessEmpty(JsonLine& line, std::string_view name, const UnicodeString& text) {
-  if (!text.IsEmpty()) line.Text(name, text.View());
+void addUnlessEmpty(JsonLine& line, std::string_view name, const UnicodeString& text,
+                    std::size_t longest = longestText) {
+  const std::u16string_view whole = text.View();
+  if (whole.size() <= longest) {
+    if (!whole.empty()) line.Text(name, whole);
+  } else {
+    line.Text(name, std::u16string(whole.substr(0, longest)) + u'\u2026');
+  }
 }
 
 void addPeer(JsonLine& line, const ipc::Peer& peer) {
@@ -129,11 +138,21 @@ void addClaim(JsonLine& line, const Claim& claim) {
   line.End();
 }
 
-void report(const std::string& path) {
-  const int reason = errno;
+void report(const std::string& path, int reason) {
   _DbgSetLine(u"service\\Audit", __LINE__, u'E');
   _DbgOut(u"The audit file %s can't be written, so no change is made: error %d", UnicodeString(path.c_str()),
           reason);
+}
+
+// Whether a line was cut short there, by a machine that went down or a disk that was full.
+bool endsInALine(const std::string& path) {
+  const int file = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+  if (file < 0) return true;
+  char last = '\n';
+  const off_t size = ::lseek(file, 0, SEEK_END);
+  const bool isRead = size <= 0 || ::pread(file, &last, 1, size - 1) == 1;
+  ::close(file);
+  return !isRead || last == '\n';
 }
 
 }  // namespace
@@ -144,7 +163,7 @@ std::string auditLine(const Deed& deed, const ipc::Peer& peer, Code verdict) {
   addPeer(line, peer);
   addClaim(line, deed.claim);
   line.Text("operation", deed.operation);
-  addUnlessEmpty(line, "path", deed.path);
+  addUnlessEmpty(line, "path", deed.path, longestPath);
   addUnlessEmpty(line, "property", deed.property);
   const auto letter = static_cast<char16_t>(deed.letter);
   if (letter != 0) line.Text("type", std::u16string_view(&letter, 1));
@@ -161,6 +180,12 @@ std::string auditLine(const Deed& deed, const ipc::Peer& peer, Code verdict) {
 AuditLog::AuditLog(std::string path) : m_path(std::move(path)) {}
 
 AuditLog::~AuditLog() {
+  const CCS lock(m_lock);
+  if (!m_waiting.empty() && !Flush()) {
+    _DbgSetLine(u"service\\Audit", __LINE__, u'E');
+    _DbgOut(u"The audit file %s lacks the last %i lines", UnicodeString(m_path.c_str()),
+            static_cast<std::int32_t>(std::ranges::count(m_waiting, '\n')));
+  }
   if (m_file >= 0) ::close(m_file);
 }
 
@@ -171,14 +196,17 @@ bool AuditLog::Open() {
   const CCS lock(m_lock);
   if (m_file >= 0) ::close(m_file);
   m_file = file;
+  m_sent = 0;  // a line that was cut short goes into the new file whole
+  if (!endsInALine(m_path)) m_waiting.insert(0, 1, '\n');
   return true;
 }
 
-void AuditLog::Append(std::string_view lines) {
+bool AuditLog::Append(std::string_view lines) {
   const CCS lock(m_lock);
-  if (m_path.empty() || m_waiting.size() > mostWaiting) return;
+  if (m_path.empty()) return true;
+  if (m_waiting.size() > mostWaiting) return false;
   m_waiting += lines;
-  Flush();
+  return Flush();
 }
 
 bool AuditLog::IsReady() {
@@ -187,10 +215,16 @@ bool AuditLog::IsReady() {
 }
 
 bool AuditLog::Flush() {
-  const ssize_t written = ::write(m_file, m_waiting.data(), m_waiting.size());
-  if (written > 0) m_waiting.erase(0, static_cast<std::size_t>(written));
+  const ssize_t written = ::write(m_file, m_waiting.data() + m_sent, m_waiting.size() - m_sent);
+  const int reason = written < 0 ? errno : ENOSPC;
+  if (written > 0) m_sent += static_cast<std::size_t>(written);
+  const std::size_t lineEnd = m_sent == 0 ? std::string::npos : m_waiting.rfind('\n', m_sent - 1);
+  if (lineEnd != std::string::npos) {
+    m_waiting.erase(0, lineEnd + 1);
+    m_sent -= lineEnd + 1;
+  }
   const bool done = m_waiting.empty();
-  if (!done && !m_failed) report(m_path);
+  if (!done && !m_failed) report(m_path, reason);
   m_failed = !done;
   return done;
 }

@@ -49,9 +49,9 @@ public:
   // Opens the file, or opens it anew after a rotation. False, with errno set, where that fails; the file
   // in use stays.
   bool Open();
-  // Appends lines. Where the file takes no more (the disk is full), what is left waits and goes out with
-  // the next call that succeeds.
-  void Append(std::string_view lines);
+  // Appends lines. False where the file takes no more (the disk is full): what is left waits and goes out
+  // with the next call that succeeds, or in the end, unless too much waits already.
+  bool Append(std::string_view lines);
   // Tries to write what waits; false where something still does. Nothing is to be changed then, or it
   // would leave no trace.
   bool IsReady();
@@ -62,8 +62,9 @@ private:
   const std::string m_path;
   CriticalSection m_lock;
   int m_file SPS_GUARDED_BY(m_lock) = -1;
-  std::string m_waiting SPS_GUARDED_BY(m_lock);  // bytes that the file did not take
-  bool m_failed SPS_GUARDED_BY(m_lock) = false;  // said once
+  std::string m_waiting SPS_GUARDED_BY(m_lock);   // lines that the file did not take whole
+  std::size_t m_sent SPS_GUARDED_BY(m_lock) = 0;  // bytes of the first one that it took
+  bool m_failed SPS_GUARDED_BY(m_lock) = false;   // said once
 };
 
 }  // namespace service

@@ -49,6 +49,7 @@ public:
   explicit SetParameter(Fields& fields) {
     deed.claim = takeClaim(fields, true);
     m_name = {fields.Text(key::topic), fields.Text(key::par)};
+    deed.path = m_name.topic + u"\\" + m_name.par;  // for the trail of what never comes to the tree
     m_overrides = {fields.Text(key::oWorkstat), fields.Text(key::oUser), fields.Text(key::oInstance)};
     deed.letter = fields.Letter();
     deed.value = fields.Binary(key::binary);
@@ -123,6 +124,7 @@ class DeleteNode : public NodeChange {
 public:
   explicit DeleteNode(Fields& fields) : NodeChange(fields), m_child(fields.Text(key::nodeName)) {
     deed.claim = takeClaim(fields, false);
+    deed.path += u"\\" + m_child;
     EndFields(fields);
   }
 
@@ -151,7 +153,8 @@ public:
     }
     deed.property = fields.Text(key::propName);
     m_letter = fields.Number(key::type);
-    deed.letter = static_cast<std::uint16_t>(m_letter);
+    deed.letter = m_letter == static_cast<std::uint16_t>(m_letter) ? static_cast<std::uint16_t>(m_letter)
+                                                                   : std::uint16_t{0};
     deed.value = fields.SizedBinary();
     m_replace = fields.Flag(key::replace);
     EndFields(fields);

@@ -41,10 +41,12 @@ std::string setTime(Value value, std::chrono::milliseconds& result) {
   const std::size_t unit = value.empty() ? units.npos : units.find(value.back());
   std::int64_t number = 0;
   const std::string digits = unit == units.npos ? value : value.substr(0, value.size() - 1);
-  if (!setNumber<std::int64_t>(digits, 1, 1'000'000, number).empty()) {
-    return "expected a time such as 90s, 15m, 6h or 1d";
+  constexpr std::int64_t most = 10 * std::int64_t{365} * 24 * 60 * 60;
+  const std::int64_t each = unit == units.npos ? 1 : seconds[unit];
+  if (!setNumber<std::int64_t>(digits, 1, most / each, number).empty()) {
+    return "expected a time such as 90s, 15m, 6h or 1d, ten years at most";
   }
-  result = std::chrono::seconds(number * (unit == units.npos ? 1 : seconds[unit]));
+  result = std::chrono::seconds(number * each);
   return {};
 }
 

@@ -81,7 +81,10 @@ void Upkeep::Run() {
   auto nextSnapshot = Clock::time_point::max();
   if (!m_plan.directory.empty()) {
     const auto names = snapshotsIn(m_plan.directory);
-    nextSnapshot = names.empty() ? Clock::now() : *timeOf(names.back()) + m_plan.every;
+    const auto now = Clock::now();
+    nextSnapshot = names.empty() ? now : *timeOf(names.back()) + m_plan.every;
+    // One of the future was made under a wrong clock.
+    if (nextSnapshot > now + m_plan.every) nextSnapshot = now;
   }
   std::unique_lock lock(m_mutex);
   for (;;) {

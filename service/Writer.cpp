@@ -127,12 +127,16 @@ Code Writer::Apply(Change& change) {
   }
 }
 
-void Writer::Record(std::span<const Pending> group) {
+void Writer::Record(std::span<Pending> group) {
   std::string lines;
   for (const Pending& pending : group) {
     lines += auditLine(pending.change->deed, pending.exchange->peer(), pending.verdict);
   }
-  m_audit.Append(lines);
+  if (m_audit.Append(lines)) return;
+  // They are made and may be written down later, but nobody is told that all is well.
+  for (Pending& pending : group) {
+    if (pending.verdict == accepted) pending.verdict = noTrail;
+  }
 }
 
 void Writer::Answer(Pending& pending) {

@@ -48,7 +48,7 @@ private:
   void Process(std::span<Pending> group);
   Code Keep(std::span<Pending> group);
   Code Apply(Change& change);
-  void Record(std::span<const Pending> group);
+  void Record(std::span<Pending> group);
   static void Answer(Pending& pending);
 
   Tree m_tree;

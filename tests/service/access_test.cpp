@@ -96,6 +96,9 @@ TEST(ClaimTest, ContradictsOnlyWhatIsProved) {
       {{u"miller", u"WS07.test", {}}, certified("ws07.test"), false},
       {{u"miller", u"ws08", {}}, certified("ws07.test"), true},
       {{u"miller", {}, {}}, certified("ws07.test"), true},
+      {{{}, u"ws08", {}}, certified("ws07.test"), true},
+      {{{}, u"ws07", {}}, certified("ws07.test"), false},
+      {{}, certified("ws07.test"), false},
       {{u"miller@velor.test", u"ws08", {}}, certified("miller@velor.test"), false},
       {{u"miller", u"ws07", {}}, loopback, false},
   };

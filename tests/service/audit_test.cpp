@@ -23,6 +23,30 @@ TEST(JsonLineTest, KeepsALineALineWhateverATextHolds) {
             "\"in\":{\"n\":-5},\"b\":true}\n");
 }
 
+TEST(AuditLogTest, BeginsALineOfItsOwnBehindOneThatWasCutShort) {
+  const std::string file = testing::TempDir() + "audit-" + std::to_string(::getpid());
+  std::ofstream(file) << "{\"whole\":1}\n{\"cut";
+  {
+    service::AuditLog log(file);
+    ASSERT_TRUE(log.Open());
+    EXPECT_TRUE(log.Append("{}\n"));
+    ASSERT_TRUE(log.Open());
+    EXPECT_TRUE(log.Append("{}\n"));
+  }
+  EXPECT_EQ(linesOf(file), (std::vector<std::string>{"{\"whole\":1}", "{\"cut", "{}", "{}"}));
+  std::filesystem::remove(file);
+}
+
+TEST(AuditLogTest, ALineIsNoLongerThanItsWorth) {
+  service::Deed deed;
+  deed.operation = "SetNode";
+  deed.path = UnicodeString(std::u16string(400'000, u'\1'));
+  deed.claim.app = deed.path;
+  const std::string line = service::auditLine(deed, {}, 5);
+  EXPECT_LT(line.size(), 32'000U);
+  EXPECT_THAT(line, HasSubstr("\xE2\x80\xA6\""));
+}
+
 class AuditTest : public ServiceTest {
 protected:
   Json Last() const { return Audit().back(); }
@@ -45,6 +69,13 @@ TEST_F(AuditTest, TellsWhoChangedWhatAndWhetherItWasDone) {
   EXPECT_EQ(WriteNumber(u"T", u"P", 1), 16U);
   EXPECT_EQ(Last()["code"].Text(), "16");
   EXPECT_EQ(Last()["value"].Text(), "1");
+}
+
+TEST_F(AuditTest, TellsWhatARefusedDeletionWasAbout) {
+  std::uint32_t code = 0;
+  EXPECT_FALSE(m_client->DeleteNode(u"HKEY_LOCAL_MACHINE\\Elsewhere", u"Child", &code));
+  EXPECT_EQ(code, 161U);
+  EXPECT_EQ(Last()["path"].Text(), "HKEY_LOCAL_MACHINE\\Elsewhere\\Child");
 }
 
 TEST_F(AuditTest, ShowsValuesByTheirType) {
@@ -100,19 +131,21 @@ TEST_F(AuditTest, NothingIsChangedThatCannotBeWrittenDown) {
   std::filesystem::rename(m_daemon.AuditFile(), m_daemon.AuditFile() + ".1");
   std::filesystem::create_symlink("/dev/full", m_daemon.AuditFile());
   m_daemon.Signal(SIGHUP);
-  // The first write that finds the file full is kept already; the one after it is refused.
+  // The write that finds the file full is kept already, and not acknowledged; the one after it is not made.
   std::int32_t number = 1;
   std::uint32_t code = 0;
   while (code == 0) code = WriteNumber(u"T", u"P", ++number);
   EXPECT_EQ(code, 1502U);
-  EXPECT_EQ(NumberAt(pathOf(u"T", u"P"), u"@value"), number - 1);
+  EXPECT_EQ(NumberAt(pathOf(u"T", u"P"), u"@value"), number);
+  EXPECT_EQ(WriteNumber(u"T", u"P", 99), 1502U);
+  EXPECT_EQ(NumberAt(pathOf(u"T", u"P"), u"@value"), number);
   std::filesystem::remove(m_daemon.AuditFile());
   m_daemon.Signal(SIGHUP);
   while (WriteNumber(u"T", u"P", 100) != 0) {
   }
   // What had to wait is there, ahead of what came later, the refusals too.
   const auto audit = Audit();
-  EXPECT_EQ(audit[0]["value"].Text(), std::to_string(number - 1));
+  EXPECT_EQ(audit[0]["value"].Text(), std::to_string(number));
   EXPECT_EQ(audit[0]["code"].Text(), "0");
   EXPECT_EQ(audit[1]["code"].Text(), "1502");
   EXPECT_EQ(audit.back()["value"].Text(), "100");
