@@ -73,8 +73,8 @@ public:
   // Appends the registry text of the master's tree. A connection that ends between two pieces is not
   // noticed: true, with the text so far. The request waits up to five minutes, as does each piece.
   bool GetSpRegExport(UnicodeString& text, std::uint32_t* err);
-  // Sends a registry text into the master's tree, up to five minutes for each piece. After false the service
-  // has not been told to apply what it has got.
+  // Sends a registry text into the master's tree, up to five minutes for each piece. After false nothing of
+  // it was applied, unless the answer to the last piece was lost or late: then all of it may have been.
   bool SetSpRegImport(const UnicodeString& text, std::uint32_t* err);
 
 protected:

@@ -1,7 +1,9 @@
 // The seam between the parameter client and the service client.
 #include <algorithm>
 #include <cstring>
+#include <memory>
 #include <new>
+#include <utility>
 
 #include "platform/support/Trace.h"
 #include "src/SpSrvClntEx.h"
@@ -36,16 +38,14 @@ std::unique_ptr<std::uint8_t[]> copyOf(const void* value, std::size_t count) {
 
 bool Spc::ConnectSpService(const char16_t* server, bool localAccess) {
   m_pSpSrvClnt.reset();
-  m_pSpSrvClnt.reset(new (std::nothrow) SpSrvClntEx);
-  if (!m_pSpSrvClnt) return false;
-  if (!m_pSpSrvClnt->Init(server)) {
-    m_pSpSrvClnt.reset();
-    return false;
-  }
+  // Ours when it is ready: an exception on the way leaves the object without a connection.
+  std::unique_ptr<SpSrvClntEx> client(new (std::nothrow) SpSrvClntEx);
+  if (!client || !client->Init(server)) return false;
+  fillEmpty(m_oWorkstation, client->GetCurMachine());
+  fillEmpty(m_oUser, client->GetUserLogged());
+  fillEmpty(m_oPrcInstance, client->GetCurApplication());
   m_localAccess = localAccess;
-  fillEmpty(m_oWorkstation, m_pSpSrvClnt->GetCurMachine());
-  fillEmpty(m_oUser, m_pSpSrvClnt->GetUserLogged());
-  fillEmpty(m_oPrcInstance, m_pSpSrvClnt->GetCurApplication());
+  m_pSpSrvClnt = std::move(client);
   return true;
 }
 

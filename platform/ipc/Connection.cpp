@@ -32,8 +32,10 @@ std::int32_t Connection::receive(Frame& frame, Deadline& deadline) {
   const std::int32_t error = receiveFrame(*m_stream, m_reader, frame, deadline);
   if (error != noError) return error;
   const FrameKind wanted = m_due == Due::Verdict ? FrameKind::Verdict : FrameKind::Reply;
-  if (frame.kind == FrameKind::Verdict && frame.id == 0 && frame.code != noError)
-    return frame.code;  // its last word
+  if (frame.kind == FrameKind::Verdict && frame.id == 0 && frame.code != noError) {
+    m_isCutShort = true;  // it was the server's last word
+    return frame.code < serviceErrors ? frame.code : protocolError;
+  }
   if (frame.kind != wanted || frame.id != m_lastId) return protocolError;
   m_due = frame.isLast() || frame.code != noError ? Due::Nothing : Due::Replies;
   return noError;
@@ -43,14 +45,18 @@ std::int32_t Connection::receive(Frame& frame, Deadline& deadline) {
 std::int32_t Connection::finishEarlier(Deadline& deadline) {
   Frame unread;
   while (m_due != Due::Nothing) {
-    if (const std::int32_t error = receive(unread, deadline); error != noError) return error;
+    const bool inReplies = m_due == Due::Replies;
+    const std::int32_t error = deadline.left() != 0 ? receive(unread, deadline) : timedOut;
+    // A verdict may come late. Of replies nobody can tell how many are still to come.
+    if (error == timedOut && inReplies) m_isCutShort = true;
+    if (error != noError) return error;
   }
   return noError;
 }
 
 std::int32_t Connection::request(std::int32_t number, std::int32_t value,
                                  std::span<const std::uint8_t> data) {
-  if (data.size() > m_frameLimit - headerBytes) return telegramTooLarge;
+  if (data.size() + headerBytes > m_frameLimit) return telegramTooLarge;
   Deadline deadline(requestTimeout);
   m_lastReplyRead = false;
   if (const std::int32_t error = finishEarlier(deadline); error != noError) return error;
@@ -72,7 +78,7 @@ std::int32_t Connection::reply(Frame& frame) {
   if (error == noError) m_lastReplyRead = m_due == Due::Nothing;
   // To who reads replies up to the last one, a list that stopped coming looks whole: what is asked next must
   // fail.
-  m_isCutShort = error == timedOut;
+  if (error == timedOut) m_isCutShort = true;
   return error;
 }
 

@@ -113,7 +113,7 @@ void Session::proceed() {
     Frame frame;
     switch (m_reader.next(frame)) {
       case FrameReader::State::Frame:
-        handle(frame);
+        handleOrFail(frame);
         continue;
       case FrameReader::State::Version:
         refuse(unknownVersion, "unknown version of the protocol");
@@ -137,6 +137,15 @@ void Session::proceed() {
 void Session::wait(bool partial) {
   if (m_phase == Phase::Reading && partial && !m_armed) arm(m_state->limits.frame);
   read();
+}
+
+// For want of memory: a session that is left in the middle of a request would never end.
+void Session::handleOrFail(const Frame& frame) {
+  try {
+    handle(frame);
+  } catch (const std::exception& problem) {
+    fail(problem.what());
+  }
 }
 
 void Session::handle(const Frame& frame) {
@@ -200,6 +209,11 @@ void Session::discard() {
     if (error) return self->close();
     self->discard();
   });
+}
+
+void Session::fail(const char* what) {
+  reportRefusal(*m_state, m_peer.address, what);
+  close();
 }
 
 void Session::drain() {

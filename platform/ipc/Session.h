@@ -33,6 +33,8 @@ public:
   void close();
   // Closes at once where no exchange is open, else behind its answer.
   void drain();
+  // Ends the connection, since an answer could not be given; what says why, for the log.
+  void fail(const char* what);
 
   // On any thread.
   SessionId id() const { return m_id; }
@@ -64,6 +66,7 @@ private:
   void onRead(std::error_code error, std::size_t count);
   void proceed();
   void wait(bool partial);
+  void handleOrFail(const Frame& frame);
   void handle(const Frame& frame);
   void greet(const Frame& frame);
   void serve(const Frame& frame);

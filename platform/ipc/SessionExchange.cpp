@@ -1,6 +1,7 @@
 #include "platform/ipc/SessionExchange.h"
 
 #include <algorithm>
+#include <exception>
 #include <functional>
 #include <utility>
 #include <vector>
@@ -37,12 +38,22 @@ JointAnswers::~JointAnswers() {
   for (auto& [worker, answers] : m_kept->answers) worker->postAll(std::move(answers));
 }
 
+// An answer that fails half way, for want of memory, leaves nothing that the peer could go on with.
+template <class Task>
+void SessionExchange::perform(Session& session, Task& task) {
+  try {
+    task(session);
+  } catch (const std::exception& problem) {
+    session.fail(problem.what());
+  }
+}
+
 // On the session's thread at once, from any other one behind what is going on there.
 template <class Task>
 void SessionExchange::run(Task&& task) {
   Worker& worker = m_session->worker();
-  if (worker.isThisThread()) return task(*m_session);
-  auto answer = [session = m_session, task = std::forward<Task>(task)]() mutable { task(*session); };
+  if (worker.isThisThread()) return perform(*m_session, task);
+  auto answer = [session = m_session, task = std::forward<Task>(task)]() mutable { perform(*session, task); };
   if (t_kept != nullptr) return t_kept->add(worker, std::move(answer));
   worker.post(std::move(answer));
 }
@@ -53,7 +64,9 @@ void SessionExchange::accept() {
 
 void SessionExchange::accept(std::span<const std::uint8_t> reply) {
   if (!takeTurn()) return;
-  if (m_session->worker().isThisThread()) return m_session->accept(m_frame.id, reply);
+  if (m_session->worker().isThisThread()) {
+    return run([id = m_frame.id, reply](Session& session) { session.accept(id, reply); });
+  }
   run([id = m_frame.id, copy = Bytes(reply.begin(), reply.end())](Session& session) {
     session.accept(id, copy);
   });

@@ -43,6 +43,8 @@ public:
 
 private:
   template <class Task>
+  static void perform(Session& session, Task& task);
+  template <class Task>
   void run(Task&& task);
   bool takeTurn() { return !m_answered.exchange(true, std::memory_order_relaxed); }
 

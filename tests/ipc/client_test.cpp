@@ -158,6 +158,8 @@ INSTANTIATE_TEST_SUITE_P(
         Stage{"InVerdict", 2, welcome + cut(verdict), "the connection was lost"},
         Stage{"OtherRequestsVerdict", 2, welcome + RawFrame{.kind = 4, .id = 9}.bytes(),
               "what came is against the protocol"},
+        Stage{"LastWordOfNoServer", 2, welcome + RawFrame{.kind = 4, .id = 0, .code = 0x30000005}.bytes(),
+              "what came is against the protocol"},
         Stage{"ReplyForVerdict", 2, welcome + lastReply, "what came is against the protocol"},
         Stage{"AfterVerdict", 2, welcome + verdict, "|the connection was lost"},
         Stage{"InReply", 2, welcome + verdict + cut(lastReply), "|the connection was lost"},
