@@ -16,6 +16,8 @@ class NodeView;
 class SPS_API RegistryName {
 public:
   explicit RegistryName(std::u16string_view name);
+  // Whether the registry takes them for one name, of a value or of a key.
+  bool operator==(const RegistryName&) const = default;
 
 private:
   friend class RegistryGlance;

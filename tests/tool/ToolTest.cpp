@@ -147,6 +147,18 @@ RunResult ToolTest::RunInto(const std::string& file, const Arguments& arguments)
   return result;
 }
 
+int ToolTest::RunWithout(const std::vector<int>& closed, const Arguments& arguments) {
+  const pid_t child = ::fork();
+  if (child == 0) {
+    const int nowhere = ::open("/dev/null", O_RDWR);
+    for (int stream = 0; stream <= 2; ++stream) ::dup2(nowhere, stream);
+    ::close(nowhere);
+    for (const int stream : closed) ::close(stream);
+    Become(arguments);
+  }
+  return waitFor(child);
+}
+
 RunResult ToolTest::RunOnTerminal(const Arguments& arguments, const std::string& input) {
   int terminal = -1;
   const pid_t child = ::forkpty(&terminal, nullptr, nullptr, nullptr);

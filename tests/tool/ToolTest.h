@@ -29,6 +29,8 @@ protected:
   RunResult Run(const Arguments& arguments, const std::string& input = {});
   // Standard output goes to that file.
   RunResult RunInto(const std::string& file, const Arguments& arguments);
+  // With these descriptors closed and the others leading nowhere. The exit code.
+  int RunWithout(const std::vector<int>& closed, const Arguments& arguments);
   // At a terminal, where someone types the input.
   RunResult RunOnTerminal(const Arguments& arguments, const std::string& input);
 

@@ -55,6 +55,17 @@ protected:
   MasterProcess m_master{Path(""), {"--allow-read", "*"}};
 };
 
+TEST_F(AtMaster, AScramblingThatFailsLeavesTheTextReadable) {
+  There({"create", "T", "P", "--type", "S", "--value", "plain"});
+  const RunResult run = Run(Remote({"set", "T", "P", "--stdin", "--encrypt"}), std::string(9000, 'x'));
+  EXPECT_TRUE(exitsWith(1, run));
+  EXPECT_EQ(There({"get", "T", "P"}), "plain\n");
+}
+
+TEST_F(AtMaster, TheHierarchyIsThatOfItsOwnSpace) {
+  ExpectRefused(2, Remote({"hierarchy", "--space", "Training"}), "own process space");
+}
+
 TEST_F(AtMaster, AnswersAreThoseOfTheStoreBehindIt) {
   MakePlant();
   for (const Arguments& arguments :

@@ -1,4 +1,6 @@
 // What holds for every command: wrong usage, streams, colours, trace.
+#include <algorithm>
+
 #include "tests/tool/ToolTest.h"
 
 using testing::HasSubstr;
@@ -32,9 +34,28 @@ INSTANTIATE_TEST_SUITE_P(
                     Arguments{"ls", "T", "--spaces"}, Arguments{"import"},
                     Arguments{"export", "HKLM", "--all"}, Arguments{"store"}, Arguments{"store", "copy"},
                     Arguments{"explain", "T", "P", "--as", "Q"}, Arguments{"--space", "a\\b", "ls"},
-                    Arguments{"--master", "x", "ls"}));
+                    Arguments{"--master", "x", "ls"}, Arguments{"--space", "", "ls"},
+                    Arguments{"--store", "", "ls"}, Arguments{"import", "-", "--within", ""},
+                    Arguments{"create", "T", "P", "--type", "I", "--override", ""},
+                    Arguments{"set", "T", "P", "1", "--user", "@type"},
+                    Arguments{"get", "T", "P", "--instance", "@override"}));
 
 class Streams : public ToolTest {};
+
+// A file that got the number of a closed stream would take what the tool prints.
+TEST_F(Streams, NoFileTakesTheNumberOfAClosedOne) {
+  Out({"create", "T", "P", "--type", "S", "--value", "kept"});
+  const std::string before = ReadFile("store/data.mdb");
+  const std::vector<int> closed[] = {{0}, {1}, {2}, {0, 1}, {0, 2}, {1, 2}, {0, 1, 2}};
+  for (const auto& streams : closed) {
+    const bool canAnswer = std::ranges::count(streams, 1) == 0;
+    EXPECT_EQ(RunWithout(streams, {"ls"}), canAnswer ? 0 : 1) << testing::PrintToString(streams);
+    EXPECT_NE(RunWithout(streams, {"get", "T", "none"}), 0);
+    RunWithout(streams, {"export", "-o", Path("out.reg")});
+  }
+  EXPECT_EQ(ReadFile("store/data.mdb"), before);
+  EXPECT_EQ(Out({"get", "T", "P"}), "kept\n");
+}
 
 TEST_F(Streams, HelpIsAnAnswer) {
   const std::string help = Out({"--help"});

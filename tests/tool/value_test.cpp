@@ -250,4 +250,30 @@ TEST_F(Values, NamesAreAnythingThatIsOne) {
   }
 }
 
+TEST_F(Values, ScramblingLosesNoOtherText) {
+  Out({"create", "T", "P", "--type", "S", "--value", "plain", "--super", "reserve", "--override", "U"});
+  Out({"set", "T", "P", "own", "--user", "u"});
+  for (const Arguments& arguments : {Arguments{"set", "T", "P", "new", "--encrypt"},
+                                     Arguments{"set", "T", "P", "new", "--encrypt", "--super"},
+                                     Arguments{"set", "T", "P", "new", "--encrypt", "--user", "u"}}) {
+    const RunResult run = Run(arguments);
+    EXPECT_TRUE(exitsWith(1, run));
+    EXPECT_THAT(run.err, HasSubstr("sps rm T P --value"));
+  }
+  EXPECT_EQ(Out({"get", "T", "P"}), "plain\n");
+  EXPECT_EQ(Out({"get", "T", "P", "--user", "u"}), "own\n");
+  Out({"rm", "T", "P", "--value", "@superValue", "--yes"});
+  Out({"rm", "T", "P", "--value", "U", "--yes"});
+  Out({"set", "T", "P", "new", "--encrypt"});
+  EXPECT_EQ(Out({"get", "T", "P"}), "new\n");
+}
+
+TEST_F(Values, OverrideNamesRespectNoCaseBeyondAsciiEither) {
+  Out({"create", "T", "P", "--type", "S", "--value", "base", "--override", "U"});
+  Out({"set", "T", "P", "own", "--user", "Ä"});
+  EXPECT_EQ(Out({"get", "T", "P", "--user", "ä"}), "own\n");
+  Out({"rm", "T", "P", "--value", "ä", "--yes"});
+  EXPECT_EQ(Out({"get", "T", "P", "--user", "Ä"}), "base\n");
+}
+
 }  // namespace

@@ -1,6 +1,7 @@
 #include "tools/sps/Commands.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <iostream>
 #include <iterator>
 #include <nlohmann/json.hpp>
@@ -67,6 +68,25 @@ Written parsedValue(const Value& declared, const SetArguments& arguments) {
   Written written;
   written.value = parseValue(letterOf(declared), text);
   return written;
+}
+
+std::string notEmpty(const std::string& argument) {
+  return argument.empty() ? "must not be empty" : "";
+}
+
+void refuseOtherTexts(Context& context, const ParameterName& name, const ParameterKey& key,
+                      const std::u16string& written) {
+  std::vector<const Content*> contents;
+  if (key.value) contents.push_back(&*key.value);
+  if (key.super) contents.push_back(&*key.super);
+  for (const Content& content : key.overrides) contents.push_back(&content);
+  const auto other = std::ranges::find_if(
+      contents, [&written](const Content* content) { return !sameName(content->name, written); });
+  if (other == contents.end()) return;
+  throw Refused{
+      "scramble parameter " + name.Label() + ' ' + context.InSpace(),
+      "its value " + inQuotes((*other)->name) + " is stored in plain and could not be read any more", 0,
+      context.Next({"rm", toUtf8(name.topic), toUtf8(name.par), "--value", toUtf8((*other)->name)})};
 }
 
 bool mustScramble(char16_t letter, bool encrypt, bool isScrambled) {

@@ -5,6 +5,7 @@
 
 #include "tools/sps/Answers.h"
 #include "tools/sps/Context.h"
+#include "tools/sps/ParameterKey.h"
 
 namespace CLI {
 class App;
@@ -64,6 +65,12 @@ Written parsedValue(const Value& declared, const SetArguments& arguments);
 // Whether a text has to be scrambled: a plain one under "@decrypt" could never be read again. WrongUsage
 // where --encrypt is for no text.
 bool mustScramble(char16_t letter, bool encrypt, bool isScrambled);
+// For a parameter whose texts are to be scrambled from now on, while that value is written. Refused where it
+// has others: they are stored in plain, and would be read as scrambled.
+void refuseOtherTexts(Context& context, const ParameterName& name, const ParameterKey& key,
+                      const std::u16string& written);
+// What an option that must say something takes: CLI11's complaint, or none.
+std::string notEmpty(const std::string& argument);
 
 // Ends create for a parameter that is there.
 [[noreturn]] void refuseExisting(Context& context, const ParameterName& name);

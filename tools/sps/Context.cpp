@@ -1,5 +1,6 @@
 #include "tools/sps/Context.h"
 
+#include <cstdlib>
 #include <iostream>
 #include <nlohmann/json.hpp>
 
@@ -48,7 +49,17 @@ bool Context::IsMasterSpace() {
 // Empty for that of the environment.
 std::u16string Context::SpaceName() {
   if (!options.space.empty()) return keyName(options.space, "space");
-  return IsRemote() ? MasterSpace() : std::u16string();
+  if (IsRemote()) return MasterSpace();
+  const char* const named = std::getenv("PROCESS_SPACE");
+  if (named != nullptr && *named != '\0') keyName(named, "PROCESS_SPACE");  // for its complaints
+  return {};
+}
+
+// Values with "@" are the parameter's own: an identity of that name would overwrite its type or its marks.
+std::u16string identityName(const std::string& argument, std::string_view what) {
+  std::u16string name = toUtf16(argument, what);
+  if (name.starts_with(u'@')) throw WrongUsage("the " + std::string(what) + " name begins with \"@\"");
+  return name;
 }
 
 void Context::ConfirmMaster() {
@@ -60,8 +71,8 @@ void Context::ConfirmMaster() {
 
 Client& Context::Parameters() {
   if (!m_client) {
-    const Identity identity{toUtf16(options.workstation, "workstation"), toUtf16(options.user, "user"),
-                            toUtf16(options.instance, "instance")};
+    const Identity identity{identityName(options.workstation, "workstation"),
+                            identityName(options.user, "user"), identityName(options.instance, "instance")};
     m_client.emplace(identity, SpaceName());
     m_log.Clear();
   }

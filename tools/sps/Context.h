@@ -100,4 +100,7 @@ private:
   Style m_out{1};
 };
 
+// The name of a workstation, user or process instance. WrongUsage for one that no override can have.
+std::u16string identityName(const std::string& argument, std::string_view what);
+
 }  // namespace tool

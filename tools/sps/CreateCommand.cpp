@@ -121,7 +121,8 @@ void addContentOptions(CLI::App& command, CreateArguments& arguments) {
   command
       .add_option("--override", arguments.override,
                   "Allow values of its own for each workstation, user or process instance")
-      ->type_name("W|U|P");
+      ->type_name("W|U|P")
+      ->check(notEmpty);
   command.add_option("--unit", arguments.unit, "Unit of the value")->type_name("TEXT");
   command.add_option("--description", arguments.description, "What the parameter is for")->type_name("TEXT");
 }

@@ -35,15 +35,21 @@ bool writeAll(int file, std::string_view bytes) {
   return true;
 }
 
-// A file made for this purpose, with the rights that a new file gets. Gone unless it was put in place.
+// Those of the file that is there, or of a new one.
+mode_t rightsFor(const std::string& target) {
+  struct stat info {};
+  if (::stat(target.c_str(), &info) == 0) return info.st_mode & 07777;
+  const mode_t mask = ::umask(0);
+  ::umask(mask);
+  return 0666 & ~mask;
+}
+
+// A file made for this purpose, with the rights of its target. Gone unless it was put in place.
 class TemporaryFile {
 public:
   explicit TemporaryFile(const std::string& target)
       : m_name(target + ".XXXXXX"), m_file(::mkstemp(m_name.data())) {
-    if (m_file < 0) return;
-    const mode_t mask = ::umask(0);
-    ::umask(mask);
-    ::fchmod(m_file, 0666 & ~mask);
+    if (m_file >= 0) ::fchmod(m_file, rightsFor(target));
   }
   ~TemporaryFile() {
     if (m_file < 0) return;

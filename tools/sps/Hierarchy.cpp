@@ -37,15 +37,18 @@ Hierarchy::Hierarchy(Context& context) {
   const Client& client = context.Parameters();
   Init();
   SetPrcSpace(client.GetPrcSpaceName());
-  SetWorkstation(toUtf16(context.options.workstation, "workstation").c_str());
-  SetUser(toUtf16(context.options.user, "user").c_str());
-  SetPrcInstance(toUtf16(context.options.instance, "instance").c_str());
+  SetWorkstation(identityName(context.options.workstation, "workstation").c_str());
+  SetUser(identityName(context.options.user, "user").c_str());
+  SetPrcInstance(identityName(context.options.instance, "instance").c_str());
   if (!context.IsRemote()) {
     m_source = "the store of this machine, " + registry::storeDirectory();
     return;
   }
   const std::string& server = *context.options.server;
   context.AtMaster();  // which says best why it can't be reached
+  if (!context.IsMasterSpace()) {
+    throw WrongUsage("the master tells the hierarchy of its own process space only: leave --space out");
+  }
   if (!ConnectSpService(toUtf16(server, "server").c_str(), false)) {
     context.Refuse("connect to the master " + inQuotes(toUtf16(server, "server")), 0, {});
   }

@@ -17,15 +17,15 @@ constexpr const char* levelNames[] = {"top", "head of a domain", "subdomain"};
 
 // What the library said of a parameter that it could not read.
 std::string readFailure(const TraceLog& log) {
-  const std::string said = log.LastOf(u"src\\spc");
+  const std::string said = log.LastOf(u"src\\spc", trace::Channel::Plain);
   return said == notConnected ? std::string() : said;
 }
 
 // A text that is wrong ends a load last of all, a topic that is missing before any parameter is read.
 std::string loadFailure(const TraceLog& log) {
-  std::string reason = log.LastOf(u"src\\shc");
+  std::string reason = log.LastOf(u"src\\shc", trace::Channel::Plain);
   if (reason.empty()) reason = readFailure(log);
-  return reason.empty() ? log.LastOf(u"src\\RgNode") : reason;
+  return reason.empty() ? log.LastOf(u"src\\RgNode", trace::Channel::BackTrace) : reason;
 }
 
 [[noreturn]] void refuseLoad(Context& context, const std::string& asked) {
@@ -37,7 +37,7 @@ std::string loadFailure(const TraceLog& log) {
 void remarkLosses(Context& context) {
   const std::string unread = readFailure(context.Log());
   if (!unread.empty()) context.Remark("a domain was left out: " + unread);
-  const std::string dropped = context.Log().LastOf(u"src\\shc");
+  const std::string dropped = context.Log().LastOf(u"src\\shc", trace::Channel::Plain);
   if (!dropped.empty()) context.Remark(dropped);
 }
 

@@ -85,7 +85,7 @@ std::int64_t codeOfTrace(const std::string& line) {
 }
 
 [[noreturn]] void refuseConnection(const std::string& server, const TraceLog& log) {
-  const std::string line = log.LastOf(u"platform\\ipc");
+  const std::string line = log.LastOf(u"platform\\ipc", trace::Channel::Plain);
   const std::int64_t code = codeOfTrace(line);
   throw Refused{"reach the master " + inQuotes(toUtf16(server, "server")), line.empty() ? log.Reason() : line,
                 code, masterAdvice(code)};

@@ -85,6 +85,11 @@ Master::Code writeValue(Context& context, const ParameterName& name, const Param
   return code;
 }
 
+std::u16string targetName(Context& context, const ParameterKey& key) {
+  std::int32_t ignored = 0;
+  return writtenName(context.Parameters(), key, ignored);
+}
+
 }  // namespace
 
 Written setValue(Context& context, const ParameterName& name, const SetArguments& arguments) {
@@ -97,15 +102,17 @@ Written setValue(Context& context, const ParameterName& name, const SetArguments
   written.scrambled = mustScramble(letterOf(declared), arguments.encrypt, key.scrambled);
   const Value stored = written.scrambled ? context.Parameters().Scrambled(written.value) : written.value;
   Master& master = context.AtMaster();
-  if (written.scrambled && !key.scrambled) {
+  const bool isFirst = written.scrambled && !key.scrambled;
+  if (isFirst) {
+    refuseOtherTexts(context, name, key, arguments.super ? Spc::m_pSUPERVAL : targetName(context, key));
     expect(context, master.PutFlag(key.path, Spc::m_pDECRYPT), "set", name);
   }
-  if (arguments.super) {
-    written.where = Spc::m_pSUPERVAL;
-    expect(context, master.PutValue(key.path, written.where, stored), "set", name);
-  } else {
-    expect(context, writeValue(context, name, key, stored, written), "set", name);
-  }
+  if (arguments.super) written.where = Spc::m_pSUPERVAL;
+  const Master::Code code = arguments.super ? master.PutValue(key.path, written.where, stored)
+                                            : writeValue(context, name, key, stored, written);
+  // The value that stays is plain, and must be read as such.
+  if (code != 0 && isFirst) master.RemoveValue(key.path, Spc::m_pDECRYPT);
+  expect(context, code, "set", name);
   return written;
 }
 

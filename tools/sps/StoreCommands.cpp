@@ -51,7 +51,10 @@ void runCheck(Context& context) {
   const LSTATUS status = registry::verifyStore(finding);
   if (status != ERROR_SUCCESS) {
     const std::string reason = finding.empty() ? context.Log().Reason() : finding;
-    throw Refused{"vouch for " + storeLabel(), reason, status, context.Next({"store", "restore", "COPY"})};
+    // A copy helps against damage, not against rights that are missing.
+    const bool isDamaged = status == ERROR_REGISTRY_CORRUPT || status == ERROR_NOT_REGISTRY_FILE;
+    throw Refused{"vouch for " + storeLabel(), reason, status,
+                  isDamaged ? context.Next({"store", "restore", "COPY"}) : std::string()};
   }
   context.Answer([] { return storeLabel() + " is in order\n"; },
                  [] {

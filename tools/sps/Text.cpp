@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "platform/registry/RegistryGlance.h"
 #include "platform/support/Utf.h"
 #include "tools/sps/Failure.h"
 
@@ -100,9 +101,7 @@ std::string oneLine(std::u16string_view text) {
 }
 
 bool sameName(std::u16string_view left, std::u16string_view right) {
-  const auto lower = [](char16_t c) { return c >= u'A' && c <= u'Z' ? static_cast<char16_t>(c + 32) : c; };
-  return std::equal(left.begin(), left.end(), right.begin(), right.end(),
-                    [&](char16_t a, char16_t b) { return lower(a) == lower(b); });
+  return RegistryName(left) == RegistryName(right);
 }
 
 std::string shellWord(const std::string& text) {

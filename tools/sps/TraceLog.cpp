@@ -50,9 +50,10 @@ std::string TraceLog::Reason() const {
   return trimmed(reason);
 }
 
-std::string TraceLog::LastOf(std::u16string_view source) const {
-  const auto found = std::find_if(m_entries.rbegin(), m_entries.rend(),
-                                  [&](const Entry& entry) { return entry.source == source; });
+std::string TraceLog::LastOf(std::u16string_view source, trace::Channel channel) const {
+  const auto found = std::find_if(m_entries.rbegin(), m_entries.rend(), [&](const Entry& entry) {
+    return entry.source == source && entry.channel == channel;
+  });
   return found == m_entries.rend() ? std::string() : trimmed(found->text);
 }
 

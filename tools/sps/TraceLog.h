@@ -25,8 +25,8 @@ public:
   // What the library said since then, UTF-8, on one line: the messages of the plain channel in their
   // order, or the last one of the back trace where there are none. Empty where it said nothing.
   std::string Reason() const;
-  // Of the last message that the source gave.
-  std::string LastOf(std::u16string_view source) const;
+  // Of the last message that the source gave there.
+  std::string LastOf(std::u16string_view source, trace::Channel channel) const;
   // The notices about overrides among them, of both channels.
   std::vector<std::string> Notices() const;
 

@@ -156,7 +156,8 @@ void addTransferCommands(CLI::App& app, Context& context) {
   command->add_option("FILE", import->file, "Registry text, UTF-16 or UTF-8; - is standard input")
       ->required();
   command->add_option("--within", import->within, "Refuse a text that names a key outside this one")
-      ->type_name("KEY");
+      ->type_name("KEY")
+      ->check(notEmpty);
   command->add_flag("--dry-run", import->dryRun, "Check and count, change nothing");
   command->callback([&context, import] { runImport(context, *import); });
 

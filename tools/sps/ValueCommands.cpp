@@ -50,7 +50,15 @@ bool prepareSet(Context& context, const ParameterName& name, const SetArguments&
     client.Report(readOnly, client.ParPath(name.topic, name.par));
     context.RefuseParameter("set", name, readOnly);
   }
-  return mustScramble(letter, arguments.encrypt, client.IsScrambled(node));
+  const bool isScrambled = client.IsScrambled(node);
+  const bool scramble = mustScramble(letter, arguments.encrypt, isScrambled);
+  if (scramble && !isScrambled) {
+    const ParameterKey key = readParameterKey(client, node);
+    std::int32_t ignored = 0;
+    refuseOtherTexts(context, name, key,
+                     arguments.super ? Spc::m_pSUPERVAL : writtenName(client, key, ignored));
+  }
+  return scramble;
 }
 
 void writeSuperValue(Context& context, const ParameterName& name, Written& written) {

@@ -31,7 +31,7 @@ constexpr const char* footer =
     "  sps set Pump Mode -- -auto\n";
 
 void addGlobalOptions(CLI::App& app, GlobalOptions& options) {
-  app.add_option("--space", options.space, "Process space")->type_name("NAME");
+  app.add_option("--space", options.space, "Process space")->type_name("NAME")->check(notEmpty);
   app.add_option("--workstation", options.workstation, "Workstation whose override values apply")
       ->type_name("NAME");
   app.add_option("--user", options.user, "User whose override values apply")->type_name("NAME");
@@ -40,7 +40,7 @@ void addGlobalOptions(CLI::App& app, GlobalOptions& options) {
   app.add_option("--server", options.server,
                  "Go to the master there: a host, an endpoint or SYSPARSERVICE, instead of a store")
       ->type_name("NAME");
-  app.add_option("--store", options.store, "Directory of the store")->type_name("DIR");
+  app.add_option("--store", options.store, "Directory of the store")->type_name("DIR")->check(notEmpty);
   app.add_flag("--json", options.json, "Answer in JSON");
   app.add_flag("--trace", options.trace, "Show the library's trace on standard error");
   app.set_version_flag("--version", [] { return "sps " + versionText(); });
