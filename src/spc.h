@@ -154,7 +154,9 @@ public:
       bool encrypt = false) = delete;
 
   // Set or remove the flags "@encrypt" and "@decrypt" of a text parameter. The stored text stays as it is:
-  // whoever changes "@decrypt" has to write the text anew.
+  // whoever changes "@decrypt" has to write the text anew. Where the write goes to the master, both values
+  // set the flag, since the telegram does not carry them; SpSrvClntEx::DeleteProperty removes it there. What
+  // the master refuses of a flag is in err alone and not traced, also for an encrypted SetPar.
   bool SetParAttrEncrypt(const char16_t* topic, const char16_t* par, bool flag, std::uint32_t* err = nullptr);
   bool SetParAttrDecrypt(const char16_t* topic, const char16_t* par, bool flag, std::uint32_t* err = nullptr);
 

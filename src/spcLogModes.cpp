@@ -1,4 +1,6 @@
 // Log modes: numbers that are stored as scrambled words, so that nobody sets one by hand.
+#include <system_error>
+
 #include "platform/password/Password.h"
 #include "platform/support/Trace.h"
 #include "src/spc.h"
@@ -21,14 +23,22 @@ UnicodeString macTopic(std::int32_t mac) {
   return macTopicPrefix + (u"-" + UnicodeString(mac));
 }
 
+// Mode 0 is that of every word which is no other's. Where the system gives no randomness, any will do.
+UnicodeString wordOfNone() {
+  try {
+    UnicodeString characters(passwordPunctuation);
+    return Password(passwordLength, passwordLength, characters, 1, 1, 1, 1).Create();
+  } catch (const std::system_error&) {
+    return u"none";
+  }
+}
+
 }  // namespace
 
 void Spc::AppendLogModeWords() {
-  UnicodeString characters(passwordPunctuation);
-  Password password(passwordLength, passwordLength, characters, 1, 1, 1, 1);
   const UnicodeString first(firstLiteral);
   const UnicodeString second(secondLiteral);
-  for (const UnicodeString& word : {password.Create(), first.Mid(4, 4), second.Mid(5, 4)}) {
+  for (const UnicodeString& word : {wordOfNone(), first.Mid(4, 4), second.Mid(5, 4)}) {
     m_logModeWords.SetAtGrow(m_logModeWords.GetSize(), word);
   }
 }

@@ -54,11 +54,13 @@ bool Spc::SetPar(const char16_t* topic, const char16_t* par, const char16_t* val
   std::uint32_t scratch;
   std::uint32_t& code = client::startCode(err, scratch);
   UnicodeString text(value);
-  if (encrypt) {
-    if (!SetParAttrDecrypt(topic, par, true, &code)) return false;
-    text = EncryptStr(text);
-  }
-  return WritePar(topic, par, TextForm(text), code);
+  if (!encrypt) return WritePar(topic, par, TextForm(text), code);
+  // Copies: a name may be that of the property written last, which the flag replaces.
+  const UnicodeString ownTopic(topic);
+  const UnicodeString ownPar(par);
+  if (!SetParAttrDecrypt(ownTopic, ownPar, true, &code)) return false;
+  text = EncryptStr(text);
+  return WritePar(ownTopic, ownPar, TextForm(text), code);
 }
 
 // NOLINTNEXTLINE(performance-unnecessary-value-param): the interface is by value

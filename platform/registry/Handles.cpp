@@ -56,6 +56,15 @@ void guardAgainstForks() {
   check(result);
 }
 
+// As in Store.cpp.
+[[gnu::constructor]] void watchForks() {
+  try {
+    guardAgainstForks();
+  } catch (const Failure&) {
+    return;
+  }
+}
+
 std::vector<std::uint32_t>& freeSlots() {
   static auto* const list = new std::vector<std::uint32_t>;  // NOLINT(*-owning-memory): outlives all threads
   return *list;

@@ -68,6 +68,16 @@ void registerForkHandlers() {
   check(result);
 }
 
+// With the library's start, so before the trace's: its lock is then taken before ours, as by a sink that
+// looks at the store.
+[[gnu::constructor]] void watchForks() {
+  try {
+    registerForkHandlers();
+  } catch (const Failure&) {
+    return;  // who opens a store tries again
+  }
+}
+
 // Where LMDB meets pages that cannot be, it would end the process.
 [[noreturn]] void throwDamage(MDB_env* /*env*/, const char* /*message*/) {
   throw Failure(ERROR_REGISTRY_CORRUPT, MDB_CORRUPTED);

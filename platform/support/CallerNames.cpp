@@ -25,8 +25,8 @@ bool deliver(std::string_view name, char16_t* buffer, std::uint32_t* size) {
 }
 
 std::string hostName() {
-  char name[HOST_NAME_MAX + 1] = {};
-  // The last byte stays zero: a name that is cut need not be terminated.
+  char name[HOST_NAME_MAX + 2] = {};
+  // The last byte stays zero: a name that is cut need not be terminated. The longest needs one for its end.
   if (gethostname(name, sizeof name - 1) != 0 || name[0] == 0) return "localhost";
   return name;
 }
