@@ -151,7 +151,7 @@ const DfsBin* SpSrvClnt::Receive() {
   return GetReply(m_telegram) ? &m_telegram : nullptr;
 }
 
-// A connection that is gone can't have been used by the service to reject anything.
+// The code of a rejection is told without the service's base; what a connection left that is gone, as it is.
 bool SpSrvClnt::Translate(std::uint32_t* err) {
   m_lastError = IpcBase::GetLastError();
   const bool isRejection = IsOpen() && m_lastError >= ipc::serviceErrors;

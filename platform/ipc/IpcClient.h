@@ -65,7 +65,8 @@ public:
   bool IsOpen() const;
 
   // Selects the service that later requests are for; it is kept over a further Open. Asks nothing of the
-  // server: a number that it does not know fails the request. The result is 0, or ipc::notOpen.
+  // server: a number that it does not know fails the request. The result is 0, ipc::notOpen or, in the child
+  // of a fork, ipc::otherProcess.
   std::int32_t SetService(std::int32_t service);
 
   // The server that the connection reached: "127.0.0.1" where a logical or local name led to this

@@ -57,7 +57,9 @@ TEST_F(HierarchyTest, IsDrawnWhereThisMachinesPlaceIsNotKnown) {
   EXPECT_TRUE(exitsWith(0, run));
   EXPECT_THAT(run.out, HasSubstr("control1"));
   EXPECT_THAT(run.out, Not(HasSubstr("<- this machine")));
-  EXPECT_THAT(run.err, HasSubstr("sps create Global SUBDOMAIN"));
+  EXPECT_THAT(run.err, HasSubstr("sps create Global DOMAIN"));
+  Out({"create", "Global", "DOMAIN", "--type", "I", "--value", "0"});
+  EXPECT_THAT(Run({"hierarchy"}).err, HasSubstr("sps create Global SUBDOMAIN"));
 }
 
 TEST_F(HierarchyTest, TellsWhereThisMachineIs) {
@@ -78,6 +80,7 @@ TEST_F(HierarchyTest, SaysWhyItCannotTell) {
   RunResult run = Run({"where"});
   EXPECT_TRUE(exitsWith(1, run));
   EXPECT_THAT(run.err, HasSubstr("The parameter node cannot be found!"));
+  EXPECT_THAT(run.err, HasSubstr("next: sps create Global DOMAIN"));
   run = Run({"hierarchy"});
   EXPECT_TRUE(exitsWith(1, run));
   EXPECT_THAT(run.err, HasSubstr("cannot load the hierarchy of hosts in space \"Default\": Open node for "));

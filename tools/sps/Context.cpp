@@ -96,7 +96,9 @@ void Context::Refuse(const std::string& asked, std::int64_t code, const std::str
   std::string reason = IsRemote() ? masterText(code) : std::string();
   if (reason.empty()) reason = m_log.Reason();
   if (reason.empty()) reason = registryText(code);
-  const std::string advice = IsRemote() ? masterAdvice(code) : std::string();
+  std::string advice = IsRemote() ? masterAdvice(code) : std::string();
+  // The library's words for 5 are about a parameter; here it is the store that lets nobody write, or read.
+  if (!IsRemote() && code == ERROR_ACCESS_DENIED && next.empty()) advice = Next({"store", "info"});
   throw Refused{asked, reason, code, advice.empty() ? next : advice};
 }
 

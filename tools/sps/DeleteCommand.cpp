@@ -126,15 +126,32 @@ std::string belongings(const Deletion& deletion) {
   return readOnly == 0 ? text : text + ", " + std::to_string(readOnly) + " of them read-only";
 }
 
-// A key below a parameter's is nothing that this deletion would take along.
-void refuseKeys(Context& context, const Deletion& deletion) {
-  const auto found = std::ranges::find_if(deletion.all, &Doomed::hasKeys);
-  if (found == deletion.all.end()) return;
-  const std::vector<std::u16string>& names = found->place.names;
-  std::vector<std::string> remedy{"rm", toUtf8(names[1]), toUtf8(names[2])};
-  if (context.options.space.empty()) remedy.insert(remedy.end(), {"--space", toUtf8(names[0])});
-  throw Refused{"delete " + deletion.Label(), found->place.Label() + " has keys of its own",
-                ERROR_ACCESS_DENIED, context.Next(remedy)};
+constexpr std::int64_t readOnlyCode = 15;
+
+// A command about the parameter, whichever space this one is about.
+std::string nextAbout(Context& context, const Place& parameter, const std::string& command,
+                      const std::vector<std::string>& more) {
+  const std::vector<std::u16string>& names = parameter.names;
+  std::vector<std::string> words{command, toUtf8(names[1]), toUtf8(names[2])};
+  words.insert(words.end(), more.begin(), more.end());
+  if (context.options.space.empty()) words.insert(words.end(), {"--space", toUtf8(names[0])});
+  return context.Next(words);
+}
+
+// A key below a parameter's is nothing that this deletion would take along, and a master deletes nothing that
+// is read-only.
+std::optional<Refused> expectedRefusal(Context& context, const Deletion& deletion) {
+  const std::string asked = "delete " + deletion.Label();
+  const auto withKeys = std::ranges::find_if(deletion.all, &Doomed::hasKeys);
+  if (withKeys != deletion.all.end()) {
+    return Refused{asked, withKeys->place.Label() + " has keys of its own", ERROR_ACCESS_DENIED,
+                   nextAbout(context, withKeys->place, "rm", {})};
+  }
+  if (!context.IsRemote() || !deletion.Subject().property.empty()) return std::nullopt;
+  const auto readOnly = std::ranges::find_if(deletion.all, &Doomed::isReadOnly);
+  if (readOnly == deletion.all.end()) return std::nullopt;
+  return Refused{asked, readOnly->place.Label() + " is read-only", readOnlyCode,
+                 nextAbout(context, readOnly->place, "attr", {"readonly", "off"})};
 }
 
 void confirm(const Deletion& deletion, bool yes) {
@@ -180,15 +197,14 @@ std::int64_t deleteThere(Context& context, const Doomed& subject) {
 }
 
 void deleteIt(Context& context, const Deletion& deletion) {
-  constexpr std::int64_t readOnly = 15;
   const Doomed& subject = deletion.Subject();
   const std::int64_t code = context.IsRemote() ? deleteThere(context, subject) : deleteHere(context, subject);
   context.Log().Clear();
-  if (code == readOnly) context.Parameters().Report(readOnly, fullPath(context, subject.place));
+  if (code == readOnlyCode) context.Parameters().Report(readOnlyCode, fullPath(context, subject.place));
   if (code != 0) context.Refuse("delete " + deletion.Label(), code, {});
 }
 
-std::string dryRunText(const Deletion& deletion) {
+std::string dryRunText(const Deletion& deletion, bool isRefused) {
   std::vector<Row> rows;
   for (const Doomed& doomed : deletion.all) {
     rows.push_back({doomed.kind, oneLine(doomed.place.Path())});
@@ -196,6 +212,7 @@ std::string dryRunText(const Deletion& deletion) {
     if (doomed.isReadOnly) rows.back().emplace_back("read-only");
     if (doomed.hasKeys) rows.back().emplace_back("has keys of its own");
   }
+  if (isRefused) return columns(rows);
   return columns(rows) + "would delete " + deletion.Label() + belongings(deletion) + '\n';
 }
 
@@ -224,13 +241,16 @@ Deletion findDoomed(Context& context, const DeleteArguments& arguments, Find fin
 
 void runDelete(Context& context, const DeleteArguments& arguments, Find find) {
   const Deletion deletion = findDoomed(context, arguments, find);
+  const std::optional<Refused> refusal = expectedRefusal(context, deletion);
   if (!arguments.dryRun) {
-    refuseKeys(context, deletion);
+    if (refusal) throw *refusal;
     confirm(deletion, arguments.yes);
     deleteIt(context, deletion);
   }
-  context.Answer([&] { return arguments.dryRun ? dryRunText(deletion) : std::string(); },
-                 [&] { return answerJson(deletion, arguments.dryRun); });
+  context.Answer(
+      [&] { return arguments.dryRun ? dryRunText(deletion, refusal.has_value()) : std::string(); },
+      [&] { return answerJson(deletion, arguments.dryRun); });
+  if (refusal) throw *refusal;
 }
 
 std::shared_ptr<DeleteArguments> addDeletion(CLI::App& command, Context& context, Find find) {

@@ -1,6 +1,7 @@
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
+#include "platform/registry/registry.h"
 #include "tools/sps/Commands.h"
 #include "tools/sps/Failure.h"
 #include "tools/sps/Text.h"
@@ -34,12 +35,28 @@ const Directory& chosenDirectory(const std::string& name) {
   throw WrongUsage(inQuotes(toUtf16(name, "directory")) + " is no directory: expected one of " + known);
 }
 
+// A store that cannot be read must not look like one that says nothing.
+bool isOfTheStore(std::uint32_t code) {
+  return code == ERROR_ACCESS_DENIED || code >= ERROR_REGISTRY_CORRUPT;
+}
+
+[[noreturn]] void refuseDirectory(Context& context, const Directory& directory, std::uint32_t code) {
+  context.Refuse(std::string("read the directory ") + directory.name + " (parameter \"Global/" +
+                     toUtf8(directory.par) + "\") " + context.InSpace(),
+                 code,
+                 isOfTheStore(code) ? context.Next({"store", "info"})
+                                    : context.Next({"create", "Global", toUtf8(directory.par), "--type", "S",
+                                                    "--value", "DIR"}));
+}
+
 void listDirectories(Context& context) {
   std::vector<Row> rows;
   Json answer{{"space", toUtf8(context.Parameters().GetPrcSpaceName().View())}};
   for (const Directory& one : directories()) {
     UnicodeString dir;
-    const bool found = (context.Parameters().*one.read)(dir, nullptr);
+    std::uint32_t err = 0;
+    const bool found = (context.Parameters().*one.read)(dir, &err);
+    if (!found && isOfTheStore(err)) refuseDirectory(context, one, err);
     rows.push_back({one.name, toUtf8(one.par), found ? oneLine(dir.View()) : "<not set>"});
     answer["directories"][one.name] = found ? Json(toUtf8(dir.View())) : Json(nullptr);
   }
@@ -50,12 +67,7 @@ void showDirectory(Context& context, const Directory& directory) {
   Client& client = context.Parameters();
   UnicodeString dir;
   std::uint32_t err = 0;
-  if (!(client.*directory.read)(dir, &err)) {
-    context.Refuse(
-        std::string("read the directory ") + directory.name + " (parameter \"Global/" +
-            toUtf8(directory.par) + "\") " + context.InSpace(),
-        err, context.Next({"create", "Global", toUtf8(directory.par), "--type", "S", "--value", "DIR"}));
-  }
+  if (!(client.*directory.read)(dir, &err)) refuseDirectory(context, directory, err);
   context.Answer([&] { return toUtf8(dir.View()) + '\n'; },
                  [&] {
                    Json answer{{"space", toUtf8(client.GetPrcSpaceName().View())}};

@@ -41,14 +41,18 @@ void remarkLosses(Context& context) {
   if (!dropped.empty()) context.Remark(dropped);
 }
 
+// What a load reads first. The domain is -1 as long as it was not read.
+std::string nextForPlace(const Context& context, const Hierarchy& hierarchy) {
+  const char* missing = hierarchy.GetLocalDomain() == -1 ? "DOMAIN" : "SUBDOMAIN";
+  return context.Next({"create", "Global", missing, "--type", "I", "--value", "NUMBER"});
+}
+
 // A system is shown also where this machine's own place in it is not known.
 void load(Context& context, Hierarchy& hierarchy) {
   if (hierarchy.Load()) return remarkLosses(context);
   context.Log().Clear();
   if (!hierarchy.Refresh()) refuseLoad(context, "load the hierarchy of hosts");
-  context.Remark("this machine's place is not known: " +
-                 context.Next({"create", "Global", "SUBDOMAIN", "--type", "I", "--value", "NUMBER"}) +
-                 ", and DOMAIN");
+  context.Remark("this machine's place is not known: " + nextForPlace(context, hierarchy));
   remarkLosses(context);
 }
 
@@ -159,7 +163,12 @@ std::string missingRow(const Hierarchy& hierarchy) {
 // The whole hierarchy is asked for: a head's parent is in another domain.
 Place findPlace(Context& context, Hierarchy& hierarchy) {
   constexpr const char* asked = "tell where this machine stands";
-  if (!hierarchy.Load()) refuseLoad(context, asked);
+  if (!hierarchy.Load()) {
+    const bool isKnown = hierarchy.GetLocalDomain() != -1 && hierarchy.LocalSubDomain() != -1;
+    if (isKnown) refuseLoad(context, asked);
+    throw Refused{std::string(asked) + ' ' + context.InSpace(), loadFailure(context.Log()), 0,
+                  nextForPlace(context, hierarchy)};
+  }
   Place place;
   place.domain = hierarchy.GetDomain();
   if (place.domain == -1) {
