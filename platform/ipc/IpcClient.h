@@ -29,7 +29,8 @@ enum ConModeE : std::int32_t { conModeRequest = 1 };
 // Results are booleans; after false GetLastError says why. Nothing throws but for want of memory, no
 // signal is raised or needed, and no operation but the look-up of a host's name takes longer than its
 // time-out. There is no reconnecting: a connection that was lost stays lost until the next Open. The
-// child of a fork has no part in its parent's connection: there, it is not open.
+// child of a fork has no part in its parent's connection: there, it is not open. It keeps the descriptor, so
+// that the server hears of an end when both have closed it.
 //
 // One object belongs to one thread at a time. Names given to Open are described in docs/protocol.md,
 // as are the environment variables SYSPARSERVICE, SPS_TLS_CERT, SPS_TLS_KEY and SPS_TLS_CA.

@@ -247,9 +247,8 @@ void runDelete(Context& context, const DeleteArguments& arguments, Find find) {
     confirm(deletion, arguments.yes);
     deleteIt(context, deletion);
   }
-  context.Answer(
-      [&] { return arguments.dryRun ? dryRunText(deletion, refusal.has_value()) : std::string(); },
-      [&] { return answerJson(deletion, arguments.dryRun); });
+  context.Answer([&] { return arguments.dryRun ? dryRunText(deletion, refusal.has_value()) : std::string(); },
+                 [&] { return answerJson(deletion, arguments.dryRun); });
   if (refusal) throw *refusal;
 }
 
