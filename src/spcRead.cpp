@@ -44,7 +44,7 @@ const Names& names() {
 }
 
 // A letter that is there whole; else 0.
-std::uint16_t letterAt(const RegistryGlance& key, const RegistryName& name) {
+std::uint16_t letterAt(RegistryGlance& key, const RegistryName& name) {
   RegistryGlance::Value stored;
   std::uint16_t letter = 0;
   if (!key.Find(name, stored) || stored.bytes.size() != sizeof letter) return 0;
@@ -254,7 +254,8 @@ bool Spc::ReadPlain(const char16_t* topic, const char16_t* par, ReadForm& form) 
   if (path.Length() > room.size()) return false;
   path.Write(room.data());
 
-  const RegistryGlance key(client::hiveNamed(root.substr(0, slash)), {room.data(), path.Length()});
+  const RegistryView view(RegistryView::Extent::Key);
+  RegistryGlance key(client::hiveNamed(root.substr(0, slash)), {room.data(), path.Length()});
   if (!key.IsKey() || letterAt(key, names().type) != form.traits.letter) return false;
   RegistryGlance::Value stored;
   if (form.traits.isText && key.Find(names().decrypt, stored)) return false;

@@ -17,16 +17,31 @@ RegistryGlance::RegistryGlance(HKEY hive, std::u16string_view path) noexcept {
     if (!ThreadState::get().isAttached()) return;
     Reading reading;
     if (reading.isInTransaction()) return;
-    const CachedNode* const node = reading.thread().cache().open(reading.moment(), hiveRef(id), path);
-    if (node != nullptr && node->view().header().outside == 0) m_key = &node->view();
+    CachedNode* const node = reading.thread().cache().open(reading.moment(), hiveRef(id), path);
+    if (node == nullptr) return;
+    if (node->view().header().outside != 0) {
+      if (!reading.thread().isInView()) return;  // the store is left at the end of this
+      m_node = node;
+      m_txn = reading.moment().txn;
+      m_tables = reading.moment().tables;
+    }
+    m_key = &node->view();
   } catch (const std::exception&) {
     return;  // who opens the key will be told
   }
 }
 
-bool RegistryGlance::Find(const RegistryName& name, Value& value) const {
+bool RegistryGlance::Find(const RegistryName& name, Value& value) noexcept {
+  if (m_key == nullptr) return false;
   ValueRef found;
-  if (!m_key->find(name.m_folded, found)) return false;
-  value = {found.type, found.data};
-  return true;
+  bool exists = m_key->find(name.m_folded, found);
+  if (!exists && m_node != nullptr) {
+    try {
+      exists = m_node->value({m_txn, m_tables, 0, nullptr}, name.m_folded, found);
+    } catch (const std::exception&) {
+      m_key = nullptr;
+    }
+  }
+  if (exists) value = {found.type, found.data};
+  return exists;
 }

@@ -8,9 +8,12 @@
 #include "platform/registry/registry.h"
 #include "platform/support/api.h"
 
+struct MDB_txn;
 namespace registry {
+class CachedNode;
 class NodeView;
-}
+struct Tables;
+}  // namespace registry
 
 // A value's name as it is compared. It is worth keeping: making one takes longer than looking for it.
 class SPS_API RegistryName {
@@ -26,10 +29,10 @@ private:
 
 // One key as of the last commit, or as of the thread's RegistryView, for who reads a few small values and is
 // gone: that takes a third of what opening, reading and closing it does. It shows no key where there is none,
-// where a failure is to be told, where not all values lie in the key's record (they are large, or many), and
-// inside a RegistryTransaction; whoever needs to know more opens the key.
+// where a failure is to be told, inside a RegistryTransaction and, outside of a RegistryView, where not all
+// values lie in the key's record (they are large, or many); whoever needs to know more opens the key.
 //
-// It is good until the next call of the registry by this thread.
+// It is good until the next call of the registry by this thread, and no longer than the RegistryView.
 class SPS_API RegistryGlance {
 public:
   // The path is that below the hive, as for RegOpenKeyExW.
@@ -41,9 +44,13 @@ public:
     std::uint32_t type = 0;
     std::string_view bytes;
   };
-  // False where the key has no value of that name. There must be a key.
-  bool Find(const RegistryName& name, Value& value) const;
+  // False where the key has no value of that name. Where that can't be told, there is no key from then on.
+  bool Find(const RegistryName& name, Value& value) noexcept;
 
 private:
   const registry::NodeView* m_key = nullptr;
+  // Of a key with values outside its record.
+  registry::CachedNode* m_node = nullptr;
+  MDB_txn* m_txn = nullptr;
+  const registry::Tables* m_tables = nullptr;
 };

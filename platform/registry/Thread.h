@@ -44,6 +44,7 @@ public:
       attach();
     return *m_store;
   }
+  bool isInView() const { return m_views > 0; }
   bool isAttached() const { return m_epoch == epoch(); }
   NodeCache& cache() { return m_cache; }
 

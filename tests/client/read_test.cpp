@@ -431,8 +431,8 @@ protected:
   }
 };
 
-// A read inside a transaction goes through every step, and so does one of a key with a large value; the one
-// outside takes the short way where it can.
+// A read inside a transaction goes through every step; one outside takes the short way where it can, also
+// where the key has a large value, which the store keeps elsewhere.
 TEST_F(PlainReadTest, TheShortWayAnswersAsTheLongOne) {
   ::setenv("SPS_TEST_X", "there", 1);
   using Make = void (*)(Par&);

@@ -259,7 +259,7 @@ TEST(RegistryGlanceTest, ShowsAKeyOfSmallValuesAsOfTheLastCommit) {
   const TempStore store;
   const RegistryName name(u"V");
   const auto look = [&name] {
-    const RegistryGlance key(HKEY_USERS, u"\u00C4rea\\k");
+    RegistryGlance key(HKEY_USERS, u"\u00C4rea\\k");
     RegistryGlance::Value value;
     if (!key.IsKey()) return std::string("no key");
     if (!key.Find(name, value)) return std::string("no value");
@@ -287,6 +287,16 @@ TEST(RegistryGlanceTest, ShowsAKeyOfSmallValuesAsOfTheLastCommit) {
   EXPECT_EQ(look(), "1new");
   ASSERT_EQ(setValue(key, u"large", bytes(5000), REG_BINARY), 0);
   EXPECT_EQ(look(), "no key");
+  {
+    const RegistryView view;
+    EXPECT_EQ(look(), "1new") << "a view keeps the store at hand";
+    RegistryGlance::Value value;
+    RegistryGlance whole(HKEY_USERS, u"\u00C4rea\\k");
+    ASSERT_TRUE(whole.Find(RegistryName(u"large"), value));
+    EXPECT_EQ(value.bytes, bytes(5000));
+    EXPECT_FALSE(whole.Find(RegistryName(u"none"), value));
+    EXPECT_TRUE(whole.IsKey());
+  }
   ASSERT_EQ(RegDeleteValueW(key, u"large"), 0);
   EXPECT_EQ(look(), "1new");
   for (char16_t number = u'a'; number <= u'z'; ++number) {
