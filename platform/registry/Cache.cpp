@@ -1,5 +1,6 @@
 #include "platform/registry/Cache.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cstring>
 #include <utility>
@@ -48,6 +49,10 @@ bool isNamed(const NodeView& view, const EntryKey& place, std::u16string_view le
 
 }  // namespace
 
+bool CachedNode::knows(std::string_view folded) const {
+  return std::ranges::any_of(m_answers, [&](const Answer& answer) { return answer.folded == folded; });
+}
+
 bool CachedNode::outsideValue(const Moment& moment, std::string_view folded, ValueRef& value) {
   for (const Answer& answer : m_answers) {
     if (answer.folded != folded) continue;
@@ -94,6 +99,11 @@ CachedNode* NodeCache::open(Moment& moment, const NodeRef& base, std::u16string_
   if (!levels) return open(moment, base, plain(path));
   if (*levels > maxDepth) return nullptr;  // also keeps the recursion from running deep
   return load(moment, base, path, hash);
+}
+
+CachedNode* NodeCache::glance(Moment& moment, const NodeRef& base, std::u16string_view path) {
+  CachedNode* const node = find(hashOf(base, path), base.id, path);
+  return node != nullptr && node->isAsOf(moment) ? node : open(moment, base, path);
 }
 
 CachedNode* NodeCache::reopen(Moment& moment, std::uint64_t serial, std::uint64_t id) {

@@ -47,6 +47,13 @@ public:
     return m_number == moment.number && (moment.txn != nullptr || m_view.header().outside == 0);
   }
 
+  // Whether it is as of that commit; of its values outside, what was asked for before.
+  bool isAsOf(const Moment& moment) const { return m_number == moment.number; }
+  // Whether a value outside was asked for before, and what came of it.
+  bool knows(std::string_view folded) const;
+  // The value of that name that lies outside, which the key's record does not have.
+  bool outsideValue(const Moment& moment, std::string_view folded, ValueRef& value);
+
   // The value of that name, also where it lies outside the key's record.
   bool value(const Moment& moment, std::string_view folded, ValueRef& value) {
     if (m_view.find(folded, value)) return true;
@@ -65,7 +72,6 @@ private:
 
   void load(std::u16string_view path, std::string_view record, std::uint64_t number);
   bool isAt(std::u16string_view path) const;
-  bool outsideValue(const Moment& moment, std::string_view folded, ValueRef& value);
 
   // What a hit looks at lies together, and the path beside the record.
   std::uint64_t m_serial = 0;
@@ -106,6 +112,8 @@ public:
 
   // The key at a path below another, or null. The pointer is good until the next call.
   CachedNode* open(Moment& moment, const NodeRef& base, std::u16string_view path);
+  // The same without entering the store where the key itself is remembered as of now, whatever lies outside.
+  CachedNode* glance(Moment& moment, const NodeRef& base, std::u16string_view path);
   // The key at that place, or null where it was deleted.
   CachedNode* open(Moment& moment, const NodeRef& node) { return open(moment, node, {}); }
   // The same for a place in the cache where it was before: null also where that was given away.

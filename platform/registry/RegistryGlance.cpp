@@ -17,13 +17,11 @@ RegistryGlance::RegistryGlance(HKEY hive, std::u16string_view path) noexcept {
     if (!ThreadState::get().isAttached()) return;
     Reading reading;
     if (reading.isInTransaction()) return;
-    CachedNode* const node = reading.thread().cache().open(reading.moment(), hiveRef(id), path);
+    CachedNode* const node = reading.thread().cache().glance(reading.moment(), hiveRef(id), path);
     if (node == nullptr) return;
     if (node->view().header().outside != 0) {
       if (!reading.thread().isInView()) return;  // the store is left at the end of this
-      m_node = node;
-      m_txn = reading.moment().txn;
-      m_tables = reading.moment().tables;
+      Keep(*node, reading.moment());
     }
     m_key = &node->view();
   } catch (const std::exception&) {
@@ -31,17 +29,41 @@ RegistryGlance::RegistryGlance(HKEY hive, std::u16string_view path) noexcept {
   }
 }
 
+void RegistryGlance::Keep(CachedNode& node, const Moment& moment) {
+  m_node = &node;
+  m_thread = moment.thread;
+  m_tables = moment.tables;
+  m_txn = moment.txn;
+  m_number = moment.number;
+}
+
 bool RegistryGlance::Find(const RegistryName& name, Value& value) noexcept {
   if (m_key == nullptr) return false;
   ValueRef found;
-  bool exists = m_key->find(name.m_folded, found);
-  if (!exists && m_node != nullptr) {
-    try {
-      exists = m_node->value({m_txn, m_tables, 0, nullptr}, name.m_folded, found);
-    } catch (const std::exception&) {
-      m_key = nullptr;
-    }
+  if (m_key->find(name.m_folded, found)) {
+    value = {found.type, found.data};
+    return true;
   }
-  if (exists) value = {found.type, found.data};
-  return exists;
+  if (m_node == nullptr) return false;
+  try {
+    return FindOutside(name, value);
+  } catch (const std::exception&) {
+    m_key = nullptr;
+    return false;
+  }
+}
+
+// The store is entered for what was never asked for. It may have moved on since the key was seen.
+bool RegistryGlance::FindOutside(const RegistryName& name, Value& value) {
+  Moment moment{m_txn, m_tables, m_number, m_thread};
+  if (!m_node->knows(name.m_folded)) moment.enter();
+  m_txn = moment.txn;
+  if (moment.number != m_number) {
+    m_key = nullptr;
+    return false;
+  }
+  ValueRef found;
+  if (!m_node->outsideValue(moment, name.m_folded, found)) return false;
+  value = {found.type, found.data};
+  return true;
 }

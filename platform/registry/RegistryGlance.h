@@ -12,7 +12,9 @@ struct MDB_txn;
 namespace registry {
 class CachedNode;
 class NodeView;
+struct Moment;
 struct Tables;
+class ThreadState;
 }  // namespace registry
 
 // A value's name as it is compared. It is worth keeping: making one takes longer than looking for it.
@@ -48,9 +50,14 @@ public:
   bool Find(const RegistryName& name, Value& value) noexcept;
 
 private:
+  void Keep(registry::CachedNode& node, const registry::Moment& moment);
+  bool FindOutside(const RegistryName& name, Value& value);
+
   const registry::NodeView* m_key = nullptr;
-  // Of a key with values outside its record.
+  // Of a key with values outside its record, with the moment at which it was seen.
   registry::CachedNode* m_node = nullptr;
-  MDB_txn* m_txn = nullptr;
+  registry::ThreadState* m_thread = nullptr;
   const registry::Tables* m_tables = nullptr;
+  MDB_txn* m_txn = nullptr;
+  std::uint64_t m_number = 0;
 };
