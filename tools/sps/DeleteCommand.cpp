@@ -243,13 +243,13 @@ void runDelete(Context& context, const DeleteArguments& arguments, Find find) {
   const Deletion deletion = findDoomed(context, arguments, find);
   const std::optional<Refused> refusal = expectedRefusal(context, deletion);
   if (!arguments.dryRun) {
-    if (refusal) throw *refusal;
+    if (refusal) throw Refused(*refusal);
     confirm(deletion, arguments.yes);
     deleteIt(context, deletion);
   }
   context.Answer([&] { return arguments.dryRun ? dryRunText(deletion, refusal.has_value()) : std::string(); },
                  [&] { return answerJson(deletion, arguments.dryRun); });
-  if (refusal) throw *refusal;
+  if (refusal) throw Refused(*refusal);
 }
 
 std::shared_ptr<DeleteArguments> addDeletion(CLI::App& command, Context& context, Find find) {
