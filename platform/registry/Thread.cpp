@@ -1,5 +1,7 @@
 #include "platform/registry/Thread.h"
 
+#include <pthread.h>
+
 namespace registry {
 namespace {
 
@@ -10,14 +12,36 @@ bool contains(const WriteScope* innermost, const WriteScope& scope) {
 
 }  // namespace
 
+// What the system destroys with its thread, as late as it can be. Without one, for they are numbered, it
+// stays as long as the process.
+class ThreadState::LateKey {
+public:
+  LateKey() : m_isThere(::pthread_key_create(&m_key, &destroy) == 0) {}
+  void set(const ThreadState* state) const {
+    if (m_isThere) (void)::pthread_setspecific(m_key, state);
+  }
+
+private:
+  static void destroy(void* state) {
+    t_state = nullptr;
+    const std::unique_ptr<ThreadState> owner(static_cast<ThreadState*>(state));
+  }
+
+  pthread_key_t m_key{};
+  bool m_isThere;
+};
+
 constinit thread_local ThreadState* ThreadState::t_state = nullptr;
 
 // Destructors of static and of older thread-local objects may come back after the thread's state has
-// gone. They get another one, which stays.
+// gone. They get another one, which ends with the thread: what hangs on a key goes after all thread-local
+// objects. That of the main thread stays.
 void ThreadState::create() {
   static constinit thread_local bool t_ended = false;
   if (t_ended) {
+    static const LateKey key;
     t_state = std::make_unique<ThreadState>().release();
+    key.set(t_state);
     return;
   }
   struct Owner {

@@ -134,6 +134,8 @@ private:
     OpenState state;
   };
 
+  class LateKey;
+
   static void create();
   void attach();
   void letGo();

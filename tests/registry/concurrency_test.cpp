@@ -376,4 +376,29 @@ TEST_F(RegistryConcurrency, AStaticObjectMayCloseItsKeyAtTheEnd) {
   EXPECT_EQ(getValue(m_key, u"v").data, "late");
 }
 
+TEST_F(RegistryConcurrency, ThreadsThatReadAtTheirEndGiveTheirPlacesBack) {
+  ASSERT_EQ(setValue(m_key, u"v", "late"), 0);
+  const auto placesAfterOneMore = [this] {
+    std::string read;
+    std::thread([&] {
+      struct Late {
+        HKEY key = 0;
+        std::string* read = nullptr;
+        ~Late() { *read = getValue(key, u"v").data; }
+      };
+      thread_local Late late;  // made before what the registry keeps of the thread, and so gone after it
+      late.key = m_key;
+      late.read = &read;
+      (void)getValue(m_key, u"v");
+    }).join();
+    EXPECT_EQ(read, "late");
+    registry::StoreInfo info;
+    EXPECT_EQ(registry::storeInfo(info), 0);
+    return info.readers;
+  };
+  const std::uint32_t first = placesAfterOneMore();
+  EXPECT_EQ(placesAfterOneMore(), first);
+  EXPECT_EQ(placesAfterOneMore(), first);
+}
+
 }  // namespace regtest
