@@ -92,6 +92,13 @@ void reportUnusable(const std::string& directory, const Failure& failure) {
           failure.number(), cause.c_str());
 }
 
+void reportPurgeDue(const std::string& directory) {
+  _DbgSetLine(u"platform\\registry", __LINE__, u'W');
+  _DbgOut(
+      u"Registry store \"%s\" keeps volatile keys of another boot until the disk lets a write remove them",
+      support::toUtf16(directory).c_str());
+}
+
 }  // namespace
 
 Store::Store(std::string directory) : m_directory(std::move(directory)), m_process(processGeneration()) {}
@@ -117,7 +124,7 @@ std::shared_ptr<Store> Store::open(const std::string& directory) {
   if (length.wasShort()) store->checkAll();
   length.keep();
   store->clearDeadReaders();
-  store->purgeVolatileKeys();
+  store->tryPurge();
   openStores()[store->identity()] = store;
   return store;
 }
@@ -176,30 +183,34 @@ FileIdentity Store::identity() const {
   return identify(fd);
 }
 
-void Store::purgeVolatileKeys() {
+// A disk that takes nothing more shall not keep anybody from reading what is there.
+void Store::tryPurge() {
+  try {
+    purgeVolatileKeys();
+  } catch (const Failure& failure) {
+    if (failure.number() != ERROR_DISK_FULL && failure.number() != ERROR_REGISTRY_IO_FAILED) throw;
+    m_isPurgeDue.store(true, std::memory_order_release);
+  }
+}
+
+void Store::purgeVolatileKeys() const {
   const std::string boot = bootId();
   if (m_readOnly || boot.empty()) return;  // who cannot tell the boot does not say that it is another one
   {
-    const TxnPtr txn = begin(nullptr, MDB_RDONLY);
+    const TxnPtr txn = beginAtOnce(nullptr, MDB_RDONLY);
     if (lastBoot(txn.get(), m_tables) == boot) return;
   }
-  TxnPtr txn = begin(nullptr, 0);
+  TxnPtr txn = beginAtOnce(nullptr, 0);
   if (lastBoot(txn.get(), m_tables) == boot) return;
-  const std::vector<std::uint64_t> keys = Tree(txn.get(), m_tables).volatileKeys();
-  for (const std::uint64_t id : keys) purge(txn.get(), id);
-  try {
-    setLastBoot(txn.get(), m_tables, boot);
-    commit(std::move(txn));
-  } catch (const Failure&) {
-    // On a full disk what is there can still be read, if nothing of it should be gone.
-    if (!keys.empty()) throw;
-  }
+  for (const std::uint64_t id : Tree(txn.get(), m_tables).volatileKeys()) purge(txn.get(), id);
+  setLastBoot(txn.get(), m_tables, boot);
+  commit(std::move(txn));
 }
 
 // A damaged key is left where it is: the others are whole all the same.
 void Store::purge(MDB_txn* txn, std::uint64_t id) const {
   try {
-    TxnPtr own = begin(txn, 0);
+    TxnPtr own = beginAtOnce(txn, 0);
     Tree(own.get(), m_tables).removeVolatileKey(id);
     check(mdb_txn_commit(own.release()));
   } catch (const Failure& failure) {
@@ -209,7 +220,17 @@ void Store::purge(MDB_txn* txn, std::uint64_t id) const {
   }
 }
 
+// Not before it succeeded is the purge done with: no write of another thread may come before it.
 TxnPtr Store::begin(MDB_txn* parent, unsigned flags) const {
+  const bool isOutermostWrite = parent == nullptr && (flags & MDB_RDONLY) == 0;
+  if (isOutermostWrite && isPurgeDue()) {
+    purgeVolatileKeys();
+    m_isPurgeDue.store(false, std::memory_order_release);
+  }
+  return beginAtOnce(parent, flags);
+}
+
+TxnPtr Store::beginAtOnce(MDB_txn* parent, unsigned flags) const {
   MDB_txn* txn = nullptr;
   int result = mdb_txn_begin(env(), parent, flags, &txn);
   if (result == MDB_READERS_FULL && clearDeadReaders() > 0) {
@@ -241,6 +262,7 @@ int Store::clearDeadReaders() const {
 std::shared_ptr<Store> currentStore() {
   std::string directory;
   bool isNews = false;
+  std::shared_ptr<Store> opened;
   try {
     const std::lock_guard lock(g_mutex);
     if (current()) return current();
@@ -253,12 +275,14 @@ std::shared_ptr<Store> currentStore() {
       throw;
     }
     g_lastFailure = ERROR_SUCCESS;
-    return current();
+    opened = current();
   } catch (Failure& failure) {  // outside of the lock, since a sink may look at the store
     if (isNews) reportUnusable(directory, failure);
     failure.setReported();
     throw;
   }
+  if (opened->isPurgeDue()) reportPurgeDue(directory);
+  return opened;
 }
 
 void release(std::shared_ptr<Store> store) {

@@ -30,12 +30,15 @@ public:
   const std::string& id() const { return m_id; }
 
   // Begins a transaction. Where the reader table is full, the places of dead readers are cleared for one
-  // more try. Throws Failure.
+  // more try. A write first removes the volatile keys that the disk would not let go at the opening. Throws
+  // Failure.
   TxnPtr begin(MDB_txn* parent, unsigned flags) const;
   // Frees the places of processes that died; how many there were.
   int clearDeadReaders() const;
   // Commits, durably where it is an outermost one. Throws Failure.
   void commit(TxnPtr txn) const;
+  // Whether volatile keys of another boot are still there for want of room.
+  bool isPurgeDue() const { return m_isPurgeDue.load(std::memory_order_acquire); }
 
 private:
   explicit Store(std::string directory);
@@ -45,7 +48,9 @@ private:
   FileIdentity identity() const;
   std::uint64_t neededLength() const;
   void checkAll() const;
-  void purgeVolatileKeys();
+  TxnPtr beginAtOnce(MDB_txn* parent, unsigned flags) const;
+  void tryPurge();
+  void purgeVolatileKeys() const;
   void purge(MDB_txn* txn, std::uint64_t id) const;
 
   std::string m_directory;
@@ -55,6 +60,7 @@ private:
   bool m_readOnly = false;
   std::uint64_t m_process;
   mutable std::atomic<unsigned> m_commits{0};
+  mutable std::atomic<bool> m_isPurgeDue{false};
 };
 
 // The store that this process uses now, opened at the first call. Any thread. Throws Failure.

@@ -1,18 +1,23 @@
 // Volatile keys end with the boot of the machine.
+#include <sys/resource.h>
+
 #include "platform/registry/Store.h"
 #include "tests/registry/RegistryTest.h"
 
 namespace regtest {
 namespace {
 
-// Closes the store and makes it look as if the machine had been started since.
+// Makes the store look as if the machine had been started since.
+void age() {
+  const auto open = registry::currentStore();
+  registry::TxnPtr transaction = open->begin(nullptr, 0);
+  registry::setLastBoot(transaction.get(), open->tables(), "an earlier boot");
+  open->commit(std::move(transaction));
+}
+
+// The same, and closes it.
 void boot(const TempStore& store) {
-  {
-    const auto open = registry::currentStore();
-    registry::TxnPtr transaction = open->begin(nullptr, 0);
-    registry::setLastBoot(transaction.get(), open->tables(), "an earlier boot");
-    open->commit(std::move(transaction));
-  }
+  age();
   store.use();
 }
 
@@ -58,6 +63,34 @@ TEST(VolatileKeys, DeepOnesEndToo) {
   boot(store);
   EXPECT_EQ(infoOf(HKEY_USERS), Info{});
   EXPECT_EQ(verifyFinding(), "");
+}
+
+TEST(VolatileKeys, OnAFullDiskTheyGoWithTheFirstWriteThatFindsRoom) {
+  const TempStore store;
+  EXPECT_EQ(inChild([&] {
+              std::signal(SIGXFSZ, SIG_IGN);
+              const auto limit = [](rlim_t bytes) {
+                const rlimit both{bytes, RLIM_INFINITY};
+                EXPECT_EQ(::setrlimit(RLIMIT_FSIZE, &both), 0);
+              };
+              // Longer than the lock file, which has to be made.
+              if (setValue(HKEY_USERS, u"v", std::string(500'000, 'x')) != 0) return 1;
+              if (Key::create(HKEY_USERS, u"gone", REG_OPTION_VOLATILE).status() != 0) return 2;
+              age();
+              const std::string full = store.beside("full");
+              if (registry::copyStore(full) != 0) return 3;  // a copy has no page that is free
+              registry::useStore(full);
+              limit(fs::file_size(full + "/data.mdb"));
+              const Trace trace;
+              if (getValue(HKEY_USERS, u"v").data.size() != 500'000) return 4;
+              if (trace.text().find("keeps volatile keys of another boot") == std::string::npos) return 5;
+              if (setValue(HKEY_USERS, u"v", "x") != ERROR_DISK_FULL) return 6;
+              limit(RLIM_INFINITY);
+              if (RegistryTransaction().Status() != 0) return 7;
+              if (Key::open(HKEY_USERS, u"gone").status() != ERROR_FILE_NOT_FOUND) return 8;
+              return verifyFinding().empty() ? 0 : 9;
+            }),
+            "exit 0");
 }
 
 }  // namespace regtest
