@@ -183,6 +183,10 @@ Json ToolTest::JsonOut(Arguments arguments) {
   return Json::Parse(Out(arguments));
 }
 
+void ToolTest::MakeStore() {
+  Out({"import", "-"}, "Windows Registry Editor Version 5.00\n");
+}
+
 void ToolTest::Import(const std::string& topic, const std::string& par, const std::string& values) {
   Out({"import", "-"},
       "Windows Registry Editor Version 5.00\n\n"

@@ -39,6 +39,8 @@ protected:
   // The same as JSON; "--json" is added.
   Json JsonOut(Arguments arguments);
 
+  // An empty one.
+  void MakeStore();
   // Imports registry text for the key of a parameter in the space "Default".
   void Import(const std::string& topic, const std::string& par, const std::string& values);
 

@@ -25,6 +25,7 @@ class Explain : public ToolTest, public testing::WithParamInterface<Case> {};
 
 TEST_P(Explain, TellsWhatTheReadDoes) {
   const Case& param = GetParam();
+  MakeStore();
   if (!param.values.empty()) Import("T", "P", param.values);
   Arguments arguments = {"explain", "T", "P", "--json", "--reveal"};
   arguments.insert(arguments.end(), param.options.begin(), param.options.end());

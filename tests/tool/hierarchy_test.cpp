@@ -77,6 +77,7 @@ TEST_F(HierarchyTest, TellsWhereThisMachineIs) {
 }
 
 TEST_F(HierarchyTest, SaysWhyItCannotTell) {
+  MakeStore();
   RunResult run = Run({"where"});
   EXPECT_TRUE(exitsWith(1, run));
   EXPECT_THAT(run.err, HasSubstr("The parameter node cannot be found!"));

@@ -42,6 +42,7 @@ TEST_F(Installation, LogModesAreSetAndRead) {
 }
 
 TEST_F(Installation, LogModesThatCannotBeAreRefused) {
+  MakeStore();
   const RunResult set = Run({"logmode", "mac", "9", "1"});
   EXPECT_TRUE(exitsWith(1, set));
   EXPECT_THAT(set.err, HasSubstr("The parameter node cannot be found!"));

@@ -40,6 +40,44 @@ INSTANTIATE_TEST_SUITE_P(
                     Arguments{"set", "T", "P", "1", "--user", "@type"},
                     Arguments{"get", "T", "P", "--instance", "@override"}));
 
+class Places : public ToolTest {};
+
+TEST_F(Places, OnlyWhatMakesAStoreMakesOne) {
+  WriteFile("text.reg", "Windows Registry Editor Version 5.00\n");
+  const std::string text = Path("text.reg").string();
+  for (const Arguments& arguments : {Arguments{"get", "T", "P"},
+                                     {"set", "T", "P", "1"},
+                                     {"ls"},
+                                     {"tree"},
+                                     {"show", "T", "P"},
+                                     {"explain", "T", "P"},
+                                     {"attr", "T", "P", "readonly", "on"},
+                                     {"rm", "T", "--yes"},
+                                     {"spaces"},
+                                     {"topics"},
+                                     {"walk"},
+                                     {"delete", "space", "S", "--yes"},
+                                     {"dirs"},
+                                     {"logmode"},
+                                     {"where"},
+                                     {"export"},
+                                     {"export", "--all"},
+                                     {"import", text, "--dry-run"},
+                                     {"store", "info"},
+                                     {"store", "check"},
+                                     {"store", "copy", Path("copy").string()}}) {
+    const RunResult run = Run(arguments);
+    EXPECT_TRUE(exitsWith(1, run)) << testing::PrintToString(arguments);
+    EXPECT_THAT(run.err, HasSubstr("there is none at this place"));
+    EXPECT_FALSE(std::filesystem::exists(Path("store"))) << testing::PrintToString(arguments);
+  }
+  for (const Arguments& arguments : {Arguments{"create", "T", "P", "--type", "I"}, {"import", text}}) {
+    m_environment["SPS_REGISTRY"] = Path("made by " + arguments[0]).string();
+    Out(arguments);
+    Out({"store", "info"});
+  }
+}
+
 class Streams : public ToolTest {};
 
 // A file that got the number of a closed stream would take what the tool prints.
@@ -82,6 +120,7 @@ TEST_F(Streams, ColoursAreForTerminalsThatWantThem) {
 }
 
 TEST_F(Streams, TraceShowsTheLibrarysLines) {
+  MakeStore();
   const RunResult run = Run({"get", "T", "P", "--trace"});
   EXPECT_THAT(run.err, HasSubstr("Process space currently valid: Default"));
   EXPECT_THAT(run.err,

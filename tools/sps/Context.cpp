@@ -1,6 +1,7 @@
 #include "tools/sps/Context.h"
 
 #include <cstdlib>
+#include <filesystem>
 #include <iostream>
 #include <nlohmann/json.hpp>
 
@@ -9,6 +10,16 @@
 #include "tools/sps/Text.h"
 
 namespace tool {
+
+namespace {
+
+// One that cannot be looked at is told by the library when it is opened.
+bool isMissing(const std::string& directory) {
+  std::error_code error;
+  return !std::filesystem::exists(std::filesystem::path(directory) / "data.mdb", error) && !error;
+}
+
+}  // namespace
 
 std::string ParameterName::Label() const {
   return inQuotes(topic + u'/' + par);
@@ -23,6 +34,15 @@ void Context::Begin() {
 void Context::NeedsStore(const std::string& command, const std::string& subject) const {
   if (!IsRemote()) return;
   throw WrongUsage(command + " is about " + subject + " and cannot go to a master: leave --server out");
+}
+
+void Context::RequireStore() const {
+  if (IsRemote() || m_makesStore) return;
+  const std::string directory = registry::storeDirectory();
+  if (!isMissing(directory)) return;
+  throw Refused{"use the store " + shellWord(directory), "there is none at this place", 0,
+                "name the directory of a store with --store or SPS_REGISTRY; an import makes a new one: " +
+                    Next({"import", "FILE"})};
 }
 
 Master& Context::AtMaster() {
@@ -73,7 +93,9 @@ Client& Context::Parameters() {
   if (!m_client) {
     const Identity identity{identityName(options.workstation, "workstation"),
                             identityName(options.user, "user"), identityName(options.instance, "instance")};
-    m_client.emplace(identity, SpaceName());
+    const std::u16string space = SpaceName();
+    RequireStore();
+    m_client.emplace(identity, space);
     m_log.Clear();
   }
   return *m_client;

@@ -45,13 +45,18 @@ public:
   // WrongUsage where the command is to go to a master; what it is about ("the store of this machine") goes
   // into the complaint.
   void NeedsStore(const std::string& command, const std::string& subject) const;
+  // This command makes the store where there is none.
+  void MakesStore() { m_makesStore = true; }
+  // Refused where the command goes to a store that is not there: who reads has then mistyped its place.
+  void RequireStore() const;
   // The connection, made at the first call. Refused where that fails.
   Master& AtMaster();
   // Whether the master's service reads parameters by topic and name from the space of this command.
   bool IsMasterSpace();
 
-  // Made at the first call. WrongUsage for a space or identity that cannot be one. For a master this
-  // knows names, paths and scrambling; its space is then the service's, where none is given.
+  // Made at the first call. WrongUsage for a space or identity that cannot be one, Refused where the store
+  // is not there. For a master this knows names, paths and scrambling; its space is then the service's,
+  // where none is given.
   Client& Parameters();
   TraceLog& Log() { return m_log; }
   const Style& Out() const { return m_out; }
@@ -98,6 +103,7 @@ private:
   std::optional<std::u16string> m_masterSpace;
   std::optional<Client> m_client;
   Style m_out{1};
+  bool m_makesStore = false;
 };
 
 // The name of a workstation, user or process instance. WrongUsage for one that no override can have.

@@ -94,6 +94,7 @@ void createParameter(Context& context, const ParameterName& name, const NewParam
 }
 
 void runCreate(Context& context, const CreateArguments& arguments) {
+  context.MakesStore();
   const ParameterName name = parameterName(arguments.name);
   const NewParameter parameter = checkedParameter(context, arguments);
   if (context.IsRemote()) {

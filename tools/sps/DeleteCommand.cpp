@@ -64,7 +64,8 @@ std::u16string spaceName(Context& context) {
 }
 
 Place topicPlace(Context& context, const DeleteArguments& arguments) {
-  return {{spaceName(context), keyName(arguments.name, "topic")}};
+  const std::u16string topic = keyName(arguments.name, "topic");
+  return {{spaceName(context), topic}};
 }
 
 Place parameterPlace(Context& context, const DeleteArguments& arguments) {

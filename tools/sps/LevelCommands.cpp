@@ -114,7 +114,8 @@ std::vector<LevelSpace> walk(Context& context, const std::string& topic) {
   if (!context.IsRemote()) view.emplace();
   Levels levels(context, "walk");
   if (!topic.empty()) {
-    const Place place{{spaceName(context), keyName(topic, "topic")}};
+    const std::u16string name = keyName(topic, "topic");
+    const Place place{{spaceName(context), name}};
     return {{place.names[0], {levels.Topic(place)}}};
   }
   if (!context.options.space.empty()) return {levels.Space({{spaceName(context)}})};
@@ -148,7 +149,8 @@ void addLevelCommands(CLI::App& app, Context& context) {
   CLI::App* command = addCommand(app, "params", "List the names of a topic's parameters");
   command->add_option("TOPIC", *topic, "Topic")->required();
   command->callback([&context, topic] {
-    listNames(context, {{spaceName(context), keyName(*topic, "topic")}}, "parameters");
+    const std::u16string name = keyName(*topic, "topic");
+    listNames(context, {{spaceName(context), name}}, "parameters");
   });
 
   auto arguments = std::make_shared<ParameterArguments>();

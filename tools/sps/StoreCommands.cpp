@@ -40,6 +40,7 @@ Json infoJson(const registry::StoreInfo& info) {
 }
 
 void runInfo(Context& context) {
+  context.RequireStore();
   registry::StoreInfo info;
   const LSTATUS status = registry::storeInfo(info);
   if (status != ERROR_SUCCESS) context.Refuse("open " + storeLabel(), status, {});
@@ -47,6 +48,7 @@ void runInfo(Context& context) {
 }
 
 void runCheck(Context& context) {
+  context.RequireStore();
   std::string finding;
   const LSTATUS status = registry::verifyStore(finding);
   if (status != ERROR_SUCCESS) {
@@ -63,6 +65,7 @@ void runCheck(Context& context) {
 }
 
 void runCopy(Context& context, const std::string& target) {
+  context.RequireStore();
   const LSTATUS status = registry::copyStore(target);
   if (status != ERROR_SUCCESS) {
     context.Refuse("copy " + storeLabel() + " to " + shellWord(target) + ", a new or empty directory", status,

@@ -37,6 +37,7 @@ std::string askedFor(const ImportArguments& arguments) {
 
 ImportCounts importHere(Context& context, const ImportArguments& arguments, const std::u16string& text) {
   const regtext::ImportOptions options{toUtf16(arguments.within, "key"), arguments.dryRun};
+  if (arguments.dryRun) context.RequireStore();
   Progress bar("importing");
   context.Log().Clear();
   const regtext::ImportResult result =
@@ -102,6 +103,7 @@ std::u16string exportRoot(Context& context, const ExportArguments& arguments) {
 }
 
 ExportedText exportHere(Context& context, const std::u16string& root, bool crLf) {
+  context.RequireStore();
   ExportedText exported;
   Progress bar("exporting, characters:");
   context.Log().Clear();
