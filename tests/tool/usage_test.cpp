@@ -133,4 +133,24 @@ TEST_F(Streams, TheNextStepKeepsStoreAndSpaceAndQuotes) {
   EXPECT_THAT(run.err, HasSubstr("sps: next: sps --space North ls 'Main pump'\n"));
 }
 
+struct NextStep {
+  Arguments failing;
+  const char* next;
+};
+
+// The store has the parameter "-a b/$'\n" in the space "-S", a text in plain.
+TEST_F(Streams, TheNextStepIsOneThatTheShellAndTheToolTakeAsItIsMeant) {
+  Out({"create", "--space=-S", "--type", "S", "--value", "v", "--super", "x", "--", "-a b", "$'\n"});
+  const NextStep steps[] = {
+      {{"get", "--space=-S", "--", "-a b", "none"}, "--space=-S ls -- '-a b'"},
+      {{"set", "--encrypt", "--space=-S", "--", "-a b", "$'\n", "x"},
+       "--space=-S rm --value @superValue -- '-a b' $'$\\'\\x0a'"},
+      {{"get", "--space", "x;y", "T", "P"}, "--space 'x;y' ls --spaces"},
+  };
+  for (const auto& [failing, next] : steps) {
+    EXPECT_THAT(Run(failing).err, HasSubstr("sps: next: sps " + std::string(next) + '\n'));
+  }
+  Out({"rm", "--space=-S", "--value", "@superValue", "--yes", "--", "-a b", "$'\n"});
+}
+
 }  // namespace

@@ -145,7 +145,7 @@ void remarkDecrypt(Context& context, const ParameterName& name, const Attribute&
                    bool after) {
   if (std::u16string_view(attribute.stored) != Spc::m_pDECRYPT || before == after) return;
   context.Remark(std::string("the stored text stays as it is; write it anew: ") +
-                 context.Next({"set", toUtf8(name.topic), toUtf8(name.par), "--stdin"}));
+                 context.Next({"set", toUtf8(name.topic), toUtf8(name.par)}, {{"--stdin"}}));
 }
 
 void changeAttribute(Context& context, const AttributeArguments& arguments, const ParameterName& name,

@@ -86,7 +86,7 @@ void refuseOtherTexts(Context& context, const ParameterName& name, const Paramet
   throw Refused{
       "scramble parameter " + name.Label() + ' ' + context.InSpace(),
       "its value " + inQuotes((*other)->name) + " is stored in plain and could not be read any more", 0,
-      context.Next({"rm", toUtf8(name.topic), toUtf8(name.par), "--value", toUtf8((*other)->name)})};
+      context.Next({"rm", toUtf8(name.topic), toUtf8(name.par)}, {{"--value", toUtf8((*other)->name)}})};
 }
 
 bool mustScramble(char16_t letter, bool encrypt, bool isScrambled) {

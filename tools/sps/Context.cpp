@@ -1,5 +1,6 @@
 #include "tools/sps/Context.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <iostream>
@@ -12,6 +13,22 @@
 namespace tool {
 
 namespace {
+
+bool isDashed(const std::string& word) {
+  return word.starts_with('-');
+}
+
+std::string shellOption(const NextOption& option) {
+  if (!option.value) return ' ' + option.name;
+  if (isDashed(*option.value)) return ' ' + shellWord(option.name + '=' + *option.value);
+  return ' ' + option.name + ' ' + shellWord(*option.value);
+}
+
+std::string shellOptions(const std::vector<NextOption>& options) {
+  std::string text;
+  for (const NextOption& option : options) text += shellOption(option);
+  return text;
+}
 
 // One that cannot be looked at is told by the library when it is opened.
 bool isMissing(const std::string& directory) {
@@ -124,21 +141,30 @@ void Context::Refuse(const std::string& asked, std::int64_t code, const std::str
   throw Refused{asked, reason, code, advice.empty() ? next : advice};
 }
 
-void Context::RefuseParameter(const std::string& verb, const ParameterName& name, std::int64_t code) {
+void Context::RefuseParameter(const std::string& verb, const ParameterName& name, std::int64_t code,
+                              const std::string& next) {
   if (IsRemote() && masterText(code).empty()) {
     m_log.Clear();
     Parameters().Report(static_cast<std::int32_t>(code), Parameters().ParPath(name.topic, name.par));
   }
-  Refuse(verb + " parameter " + name.Label() + ' ' + InSpace(), code, NextForParameter(name, code));
+  Refuse(verb + " parameter " + name.Label() + ' ' + InSpace(), code,
+         next.empty() ? NextForParameter(name, code) : next);
 }
 
-std::string Context::Next(const std::vector<std::string>& words) const {
-  std::string command = "sps";
-  if (IsRemote()) command += " --server " + shellWord(*options.server);
-  if (!options.store.empty()) command += " --store " + shellWord(options.store);
-  if (!options.space.empty()) command += " --space " + shellWord(options.space);
-  for (const std::string& word : words) command += ' ' + shellWord(word);
-  return command;
+std::string Context::Next(const std::vector<std::string>& words, const std::vector<NextOption>& more) const {
+  std::vector<NextOption> scope;
+  if (IsRemote()) scope.push_back({"--server", *options.server});
+  if (!options.store.empty()) scope.push_back({"--store", options.store});
+  if (!options.space.empty()) scope.push_back({"--space", options.space});
+  std::string command = "sps" + shellOptions(scope) + ' ' + words.front();
+  std::string rest;
+  for (std::size_t at = 1; at < words.size(); ++at) rest += ' ' + shellWord(words[at]);
+  if (std::ranges::none_of(words, isDashed)) return command + rest + shellOptions(more);
+  return command + shellOptions(more) + " --" + rest;
+}
+
+std::string Context::NextForType(const ParameterName& name) const {
+  return Next({"attr", toUtf8(name.topic), toUtf8(name.par), "type", "S|I|D|T|B"});
 }
 
 std::string Context::InSpace() {
@@ -150,7 +176,7 @@ std::string Context::NextForParameter(const ParameterName& name, std::int64_t co
   const std::string par = toUtf8(name.par);
   switch (code) {
     case 2:
-      return Next({"attr", topic, par, "type", "S|I|D|T|B"});
+      return NextForType(name);
     case 11:
       return NextForMissing(name);
     case 12:
@@ -177,7 +203,7 @@ std::string Context::NextForMissing(const ParameterName& name) {
   Client& client = Parameters();
   if (KeyExists(client.TopicPath(name.topic))) return Next({"ls", toUtf8(name.topic)});
   if (KeyExists(client.SpacePath())) return Next({"ls"});
-  return Next({"ls", "--spaces"});
+  return Next({"ls"}, {{"--spaces"}});
 }
 
 }  // namespace tool

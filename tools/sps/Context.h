@@ -24,6 +24,12 @@ struct GlobalOptions {
   bool trace = false;
 };
 
+// An option of a command that is suggested; one without a value is a flag.
+struct NextOption {
+  std::string name;
+  std::optional<std::string> value = {};
+};
+
 // Topic and parameter as 16-bit names.
 struct ParameterName {
   std::u16string topic;
@@ -82,12 +88,16 @@ public:
 
   // Ends the command with what the library said since the log was last cleared.
   [[noreturn]] void Refuse(const std::string& asked, std::int64_t code, const std::string& next);
-  // The same about a parameter, with the next step that suits the code. What a master answered is put in
-  // the library's words first.
-  [[noreturn]] void RefuseParameter(const std::string& verb, const ParameterName& name, std::int64_t code);
+  // The same about a parameter, with the next step that suits the code where none is given. What a master
+  // answered is put in the library's words first.
+  [[noreturn]] void RefuseParameter(const std::string& verb, const ParameterName& name, std::int64_t code,
+                                    const std::string& next = {});
 
-  // A command of this tool to try next, with the options that chose store and space.
-  std::string Next(const std::vector<std::string>& words) const;
+  // A command of this tool to try next, with the options that chose store and space, as a shell takes it:
+  // the command's words and its options.
+  std::string Next(const std::vector<std::string>& words, const std::vector<NextOption>& more = {}) const;
+  // That which gives the parameter a type.
+  std::string NextForType(const ParameterName& name) const;
   // "in space "Default""
   std::string InSpace();
 

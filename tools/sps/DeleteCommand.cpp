@@ -135,8 +135,8 @@ std::string nextAbout(Context& context, const Place& parameter, const std::strin
   const std::vector<std::u16string>& names = parameter.names;
   std::vector<std::string> words{command, toUtf8(names[1]), toUtf8(names[2])};
   words.insert(words.end(), more.begin(), more.end());
-  if (context.options.space.empty()) words.insert(words.end(), {"--space", toUtf8(names[0])});
-  return context.Next(words);
+  if (!context.options.space.empty()) return context.Next(words);
+  return context.Next(words, {{"--space", toUtf8(names[0])}});
 }
 
 // A key below a parameter's is nothing that this deletion would take along, and a master deletes nothing that

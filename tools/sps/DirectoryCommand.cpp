@@ -45,8 +45,8 @@ bool isOfTheStore(std::uint32_t code) {
                      toUtf8(directory.par) + "\") " + context.InSpace(),
                  code,
                  isOfTheStore(code) ? context.Next({"store", "info"})
-                                    : context.Next({"create", "Global", toUtf8(directory.par), "--type", "S",
-                                                    "--value", "DIR"}));
+                                    : context.Next({"create", "Global", toUtf8(directory.par)},
+                                                   {{"--type", "S"}, {"--value", "DIR"}}));
 }
 
 void listDirectories(Context& context) {

@@ -44,7 +44,7 @@ void remarkLosses(Context& context) {
 // What a load reads first. The domain is -1 as long as it was not read.
 std::string nextForPlace(const Context& context, const Hierarchy& hierarchy) {
   const char* missing = hierarchy.GetLocalDomain() == -1 ? "DOMAIN" : "SUBDOMAIN";
-  return context.Next({"create", "Global", missing, "--type", "I", "--value", "NUMBER"});
+  return context.Next({"create", "Global", missing}, {{"--type", "I"}, {"--value", "NUMBER"}});
 }
 
 // A system is shown also where this machine's own place in it is not known.

@@ -28,7 +28,7 @@ void openKey(Context& context, RgNode& node, const std::u16string& path, const s
 void openSpace(Context& context, RgNode& node) {
   Client& client = context.Parameters();
   openKey(context, node, client.SpacePath(), "space " + inQuotes(client.GetPrcSpaceName().View()),
-          context.Next({"ls", "--spaces"}));
+          context.Next({"ls"}, {{"--spaces"}}));
 }
 
 void openTopic(Context& context, RgNode& node, const std::u16string& topic) {

@@ -141,9 +141,10 @@ void setMode(Context& context, const Subsystem& subsystem, std::int32_t mode) {
     const std::u16string topic = subsystem.Topic();
     const std::string reason = context.Log().Reason();
     const bool missing = !node.Init(client.ParPath(topic, logModePar).c_str(), false, false);
+    std::vector<NextOption> more;
+    if (missing) more.push_back({"--type", "S"});
     throw Refused{"set the log mode of " + subsystem.Name() + ' ' + context.InSpace(), reason, 0,
-                  context.Next({missing ? "create" : "show", toUtf8(topic), toUtf8(logModePar)}) +
-                      (missing ? " --type S" : "")};
+                  context.Next({missing ? "create" : "show", toUtf8(topic), toUtf8(logModePar)}, more)};
   }
   if (context.options.json) context.PrintJson(modeJson(askMode(context, subsystem)));
 }

@@ -232,7 +232,7 @@ std::vector<std::u16string> spaceNames(Context& context) {
 std::vector<std::u16string> topicNames(Context& context) {
   Client& client = context.Parameters();
   return childNames(context, client.SpacePath(), "space " + inQuotes(client.GetPrcSpaceName().View()),
-                    context.Next({"ls", "--spaces"}));
+                    context.Next({"ls"}, {{"--spaces"}}));
 }
 
 ListedTopic listTopic(Context& context, const std::u16string& topic, bool reveal) {

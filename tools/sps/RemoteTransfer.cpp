@@ -78,7 +78,7 @@ ExportedText exportText(Context& context, const std::u16string& root, bool crLf)
   });
   writer.Finish();
   if (fault) throw Refused{asked, "the master's text is damaged: " + fault.Message(), 0, {}};
-  if (exported.keys == 0) context.Refuse(asked, ERROR_FILE_NOT_FOUND, context.Next({"ls", "--spaces"}));
+  if (exported.keys == 0) context.Refuse(asked, ERROR_FILE_NOT_FOUND, context.Next({"ls"}, {{"--spaces"}}));
   return exported;
 }
 

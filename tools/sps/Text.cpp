@@ -31,6 +31,12 @@ std::string controlEscape(char16_t character) {
   }
 }
 
+std::string hexEscape(char byte) {
+  constexpr char digits[] = "0123456789abcdef";
+  const auto number = static_cast<unsigned char>(byte);
+  return std::string("\\x") + digits[number >> 4] + digits[number & 15];
+}
+
 std::string escaped(std::u16string_view text, std::u16string_view alsoEscaped) {
   std::string result;
   std::u16string plain;
@@ -108,10 +114,15 @@ std::string shellWord(const std::string& text) {
   constexpr std::string_view safe =
       "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_-./:@%+=,";
   if (!text.empty() && text.find_first_not_of(safe) == std::string::npos) return text;
-  std::string word = "'";
+  const bool isPlain = std::ranges::none_of(support::toUtf16(text), isControl);
+  std::string word = isPlain ? "'" : "$'";
   for (const char byte : text) {
     if (byte == '\'') {
-      word += "'\\''";
+      word += isPlain ? "'\\''" : "\\'";
+    } else if (!isPlain && byte == '\\') {
+      word += "\\\\";
+    } else if (!isPlain && (byte < ' ' || byte > '~')) {
+      word += hexEscape(byte);
     } else {
       word += byte;
     }

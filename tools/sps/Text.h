@@ -25,7 +25,7 @@ std::string oneLine(std::u16string_view text);
 // Names of keys and values are the same in upper and lower case; this looks at ASCII letters.
 bool sameName(std::u16string_view left, std::u16string_view right);
 
-// As a shell takes it as one word, quoted where needed.
+// As bash takes it as one word, quoted where needed; control characters are escaped.
 std::string shellWord(const std::string& text);
 
 // Rows as aligned columns, two blanks apart; the last column is not padded. Widths count code points.

@@ -118,7 +118,7 @@ ExportedText exportHere(Context& context, const std::u16string& root, bool crLf)
       crLf ? regtext::LineEnd::CrLf : regtext::LineEnd::Lf);
   if (!result.Done()) {
     throw Refused{"export " + (root.empty() ? std::string("the registry") : oneLine(root)), result.text,
-                  result.status, context.Next({"ls", "--spaces"})};
+                  result.status, context.Next({"ls"}, {{"--spaces"}})};
   }
   exported.keys = result.keys;
   exported.values = result.values;

@@ -42,10 +42,10 @@ _sps_names() {
       1:delete-topic | 1:delete-param | 1:delete-prop)
       _sps_offer < <(sps "${scope[@]}" topics 2>/dev/null) ;;
     2:get | 2:set | 2:attr | 2:rm | 2:show | 2:explain | 2:props | 2:delete-param | 2:delete-prop)
-      _sps_offer < <(sps "${scope[@]}" params "$topic" 2>/dev/null) ;;
+      _sps_offer < <(sps "${scope[@]}" params -- "$topic" 2>/dev/null) ;;
     3:delete-prop)
       # Columns stand two blanks apart, and the second is a type of the registry.
-      _sps_offer < <(sps "${scope[@]}" props "$topic" "$par" 2>/dev/null | sed -E 's/ +(REG_|type )[^ ]*  .*$//') ;;
+      _sps_offer < <(sps "${scope[@]}" props -- "$topic" "$par" 2>/dev/null | sed -E 's/ +(REG_|type )[^ ]*  .*$//') ;;
     1:delete) _sps_offer < <(printf '%s\n' space topic param prop) ;;
     1:delete-space) _sps_offer < <(sps "${scope[@]}" spaces 2>/dev/null) ;;
     3:attr) _sps_offer < <(printf '%s\n' type override readonly replicate disableLog encrypt decrypt unit \
