@@ -40,6 +40,37 @@ INSTANTIATE_TEST_SUITE_P(
                     Arguments{"set", "T", "P", "1", "--user", "@type"},
                     Arguments{"get", "T", "P", "--instance", "@override"}));
 
+struct WrongWord {
+  Arguments arguments;
+  const char* told;
+};
+
+class WrongWords : public ToolTest, public testing::WithParamInterface<WrongWord> {};
+
+TEST_P(WrongWords, AreNamedWithTheNearestOnes) {
+  Arguments arguments = GetParam().arguments;
+  EXPECT_THAT(Run(arguments).err, StartsWith("sps: " + std::string(GetParam().told) + '\n'));
+  arguments.push_back("--json");
+  const RunResult run = Run(arguments);
+  EXPECT_TRUE(exitsWith(2, run));
+  EXPECT_EQ(Json::Parse(run.err)["error"]["reason"].Text(), GetParam().told);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Table, WrongWords,
+    testing::Values(WrongWord{{}, "a command is missing"},
+                    WrongWord{{"gte", "T", "P"}, "there is no command \"gte\"; the nearest is \"get\""},
+                    WrongWord{{"EXPRT"}, "there is no command \"EXPRT\"; the nearest is \"export\""},
+                    WrongWord{{"frobnicate"}, "there is no command \"frobnicate\""},
+                    WrongWord{{"xy"}, "there is no command \"xy\""},
+                    WrongWord{{"store", "chek"},
+                              "there is no command of sps store \"chek\"; the nearest is \"check\""},
+                    WrongWord{{"get", "T", "P", "--sapce=S"},
+                              "there is no option \"--sapce\"; the nearest is \"--space\""},
+                    WrongWord{{"set", "T", "P", "-auto"},
+                              "there is no option \"-auto\"; a name or value that begins with \"-\" goes "
+                              "behind \"--\""}));
+
 class Places : public ToolTest {};
 
 TEST_F(Places, OnlyWhatMakesAStoreMakesOne) {

@@ -1,6 +1,7 @@
 // sps: the command line of the system parameters.
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <iostream>
@@ -9,6 +10,7 @@
 #include "platform/support/StandardStreams.h"
 #include "tools/sps/Commands.h"
 #include "tools/sps/Failure.h"
+#include "tools/sps/Usage.h"
 #include "tools/sps/VersionText.h"
 
 namespace tool {
@@ -104,10 +106,14 @@ std::string codeText(const Refused& refusal) {
   return " (code " + codeNumber(refusal.code) + (said ? "" : ", " + text) + ')';
 }
 
+void printErrorJson(const Refused& refusal) {
+  std::cerr << errorJson(refusal).dump(-1, ' ', false, Json::error_handler_t::replace) << '\n';
+}
+
 int report(const Refused& refusal, const Context& context) {
   std::cout.flush();
   if (context.options.json) {
-    std::cerr << errorJson(refusal).dump(-1, ' ', false, Json::error_handler_t::replace) << '\n';
+    printErrorJson(refusal);
     return refused;
   }
   const Style style(2);
@@ -118,10 +124,21 @@ int report(const Refused& refusal, const Context& context) {
   return refused;
 }
 
-int reportUsage(const std::string& what, const CLI::App& app) {
+int reportUsage(const std::string& what, const CLI::App& app, bool asJson) {
   std::cout.flush();
+  if (asJson) {
+    printErrorJson({"read the command line", what, 0, helpFor(app)});
+    return wrongUsage;
+  }
   std::cerr << Style(2).Bad("sps:") << ' ' << what << "\nsps: usage: " << helpFor(app) << '\n';
   return wrongUsage;
+}
+
+// As it is written: where the line cannot be read, the options may not have been.
+bool asksForJson(int argc, char** argv) {
+  const std::vector<std::string_view> words(argv, argv + argc);
+  const auto end = std::ranges::find(words, "--");
+  return std::find(words.begin(), end, "--json") != end;
 }
 
 int runCommand(CLI::App& app, Context& context, int argc, char** argv) {
@@ -130,9 +147,9 @@ int runCommand(CLI::App& app, Context& context, int argc, char** argv) {
   } catch (const CLI::Success& help) {
     app.exit(help);
   } catch (const CLI::ParseError& error) {
-    return reportUsage(error.what(), app);
+    return reportUsage(usageFault(app, error), app, asksForJson(argc, argv));
   } catch (const WrongUsage& error) {
-    return reportUsage(error.what(), app);
+    return reportUsage(error.what(), app, context.options.json);
   } catch (const Refused& refusal) {
     return report(refusal, context);
   } catch (const std::exception& error) {
