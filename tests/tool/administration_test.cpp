@@ -58,6 +58,18 @@ TEST_F(Administration, AMissingTypeCanBeGiven) {
   EXPECT_EQ(Out({"get", "Pump", "Old"}), "5\n");
 }
 
+TEST_F(Administration, ATypeThatCannotBeReadCanBeMended) {
+  for (const char* type : {"\"I\"", "hex:58,00", "hex:"}) {
+    Import("Pump", "Odd", "\"@type\"=" + std::string(type) + "\n\"@value\"=dword:7\n\"WS07\"=\"long\"\n");
+    EXPECT_THAT(Run({"get", "Pump", "Odd"}).err, HasSubstr("sps: next: sps attr Pump Odd type 'S|I|D|T|B'\n"))
+        << type;
+    const RunResult mended = Run({"attr", "Pump", "Odd", "type", "I"});
+    EXPECT_TRUE(exitsWith(0, mended));
+    EXPECT_THAT(mended.err, HasSubstr("its value \"WS07\" does not have the form of the type"));
+    EXPECT_EQ(Out({"get", "Pump", "Odd"}), "7\n");
+  }
+}
+
 TEST_F(Administration, ChangingDecryptTellsWhatIsLeftToDo) {
   MakePump();
   const RunResult run = Run({"attr", "Pump", "Name", "decrypt", "on"});

@@ -148,20 +148,34 @@ void remarkDecrypt(Context& context, const ParameterName& name, const Attribute&
                  context.Next({"set", toUtf8(name.topic), toUtf8(name.par)}, {{"--stdin"}}));
 }
 
+// What a new type leaves to be done: nobody knows under which one the values were written.
+void remarkMisfits(Context& context, const ParameterName& name) {
+  Client& client = context.Parameters();
+  const ParameterKey key = decodeParameterKey(client, client.ParPath(name.topic, name.par),
+                                              parameterValues(context, "read", name));
+  for (const Content* content : contentsOf(key)) {
+    if (content->value) continue;
+    context.Remark("its value " + inQuotes(content->name) + " does not have the form of the type: " +
+                   context.Next({"show", toUtf8(name.topic), toUtf8(name.par)}));
+  }
+}
+
 void changeAttribute(Context& context, const AttributeArguments& arguments, const ParameterName& name,
                      const Attribute& attribute) {
   const std::string verb = std::string("change the attribute ") + attribute.name + " of";
   const AttributeState wanted = wantedState(arguments, attribute);
   const AttributeState before = readAttribute(parameterValues(context, verb, name), attribute);
   // The stored values have the form of the type they were written under: another one would make them
-  // unreadable.
-  if (attribute.kind == AttributeKind::Type && before.present) refuseTypeChange(context, name);
+  // unreadable. One that is no type can only be mended.
+  const bool isType = attribute.kind == AttributeKind::Type;
+  if (isType && isTypeLetter(before.letter)) refuseTypeChange(context, name);
   if (context.IsRemote()) {
     remote::changeAttribute(context, verb, name, wanted);
   } else {
     changeHere(context, verb, name, wanted);
   }
   remarkDecrypt(context, name, attribute, before.present, wanted.present);
+  if (isType && wanted.present) remarkMisfits(context, name);
   if (context.options.json) showAttribute(context, name, attribute);
 }
 

@@ -48,10 +48,13 @@ Value declaredValue(Context& context, const std::string& verb, const ParameterNa
   context.Log().Clear();
   char16_t letter = 0;
   std::uint32_t err = 0;
-  if (!client.DeclaredType(name.topic, name.par, letter, err)) context.RefuseParameter(verb, name, err);
+  if (!client.DeclaredType(name.topic, name.par, letter, err)) {
+    if (err != ERROR_MORE_DATA) context.RefuseParameter(verb, name, err);
+    context.RefuseParameter(verb, name, err, context.NextForType(name));
+  }
   if (!isTypeLetter(letter)) {
     client.Report(invalidType, client.ParPath(name.topic, name.par) + u'\\' + Spc::m_pTYPE);
-    context.RefuseParameter(verb, name, invalidType);
+    context.RefuseParameter(verb, name, invalidType, context.NextForType(name));
   }
   return emptyValue(letter);
 }
@@ -60,7 +63,7 @@ Value declaredValue(Context& context, const std::string& verb, const ParameterNa
                     const ParameterKey& key) {
   if (isTypeLetter(key.letter)) return emptyValue(key.letter);
   const std::int32_t code = key.hasType ? invalidType : ERROR_FILE_NOT_FOUND;
-  context.RefuseParameter(verb, name, code);
+  context.RefuseParameter(verb, name, code, context.NextForType(name));
 }
 
 Written parsedValue(const Value& declared, const SetArguments& arguments) {
@@ -76,10 +79,7 @@ std::string notEmpty(const std::string& argument) {
 
 void refuseOtherTexts(Context& context, const ParameterName& name, const ParameterKey& key,
                       const std::u16string& written) {
-  std::vector<const Content*> contents;
-  if (key.value) contents.push_back(&*key.value);
-  if (key.super) contents.push_back(&*key.super);
-  for (const Content& content : key.overrides) contents.push_back(&content);
+  const std::vector<const Content*> contents = contentsOf(key);
   const auto other = std::ranges::find_if(
       contents, [&written](const Content* content) { return !sameName(content->name, written); });
   if (other == contents.end()) return;

@@ -214,6 +214,21 @@ const Content* readContent(const Client& client, const ParameterKey& key) {
   return key.super ? &*key.super : nullptr;
 }
 
+std::vector<const Content*> contentsOf(const ParameterKey& key) {
+  std::vector<const Content*> contents;
+  if (key.value) contents.push_back(&*key.value);
+  if (key.super) contents.push_back(&*key.super);
+  for (const Content& content : key.overrides) contents.push_back(&content);
+  return contents;
+}
+
+const Content* findContent(const ParameterKey& key, std::u16string_view name) {
+  for (const Content* content : contentsOf(key)) {
+    if (sameName(content->name, name)) return content;
+  }
+  return nullptr;
+}
+
 std::string contentLine(const Content& content, bool reveal) {
   if (!content.value) {
     return registryTypeName(content.stored.type) + ' ' + hexadecimal(content.stored.data) +

@@ -65,6 +65,11 @@ std::u16string writtenName(const Client& client, const ParameterKey& key, std::i
 // The value that the client's identity reads; null where there is none.
 const Content* readContent(const Client& client, const ParameterKey& key);
 
+// All of the key's values, in that order: the value, the super value, those of overrides.
+std::vector<const Content*> contentsOf(const ParameterKey& key);
+// By its name, in any case; null where there is none.
+const Content* findContent(const ParameterKey& key, std::u16string_view name);
+
 // One line for people: a text in quotes, "<scrambled>" for the plain text of a scrambled value unless it is
 // to be revealed, the bytes where the form is not that of the type.
 std::string contentLine(const Content& content, bool reveal);
