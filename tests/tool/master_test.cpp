@@ -62,6 +62,16 @@ TEST_F(AtMaster, AScramblingThatFailsLeavesTheTextReadable) {
   EXPECT_EQ(There({"get", "T", "P"}), "plain\n");
 }
 
+TEST_F(AtMaster, ATextThatBecomesPlainIsTold) {
+  Here({"create", "T", "P", "--type", "S"});
+  Here({"set", "T", "P", "%HOME%", "--expand"});
+  const RunResult run = Run(Remote({"set", "T", "P", "%HOME%/x"}));
+  EXPECT_TRUE(exitsWith(0, run));
+  EXPECT_THAT(run.err, HasSubstr("an import writes the other kind, hex(2)"));
+  EXPECT_EQ(Run(Remote({"set", "T", "P", "y"})).err, "");
+  ExpectRefused(2, Remote({"set", "T", "P", "z", "--expand"}), "--expand does not go with --server");
+}
+
 TEST_F(AtMaster, TheHierarchyIsThatOfItsOwnSpace) {
   ExpectRefused(2, Remote({"hierarchy", "--space", "Training"}), "own process space");
 }

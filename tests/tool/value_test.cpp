@@ -123,6 +123,27 @@ INSTANTIATE_TEST_SUITE_P(
                             "The parameter is readonly and not allowed to be changed!"},
                     Refusal{"", {"set", "Pump", "Other", "1"}, "11", "The parameter node cannot be found!"}));
 
+TEST_F(Values, ATextStaysExpandableUntilItIsToBePlain) {
+  const std::string expandable = "hex(2):25,00,48,00,4f,00,4d,00,45,00,25,00,00,00\n";  // %HOME%
+  Import("Global", "Dir", "\"@type\"=hex:53,00\n\"@value\"=" + expandable + "\"@superValue\"=" + expandable);
+  const std::string home = m_environment["HOME"];
+  Out({"set", "Global", "Dir", "%HOME%/a"});
+  EXPECT_EQ(Out({"get", "Global", "Dir"}), home + "/a\n");
+  Out({"set", "Global", "Dir", "%HOME%/b", "--plain"});
+  Out({"set", "Global", "Dir", "%HOME%/c"});
+  EXPECT_EQ(Out({"get", "Global", "Dir"}), "%HOME%/c\n");
+  EXPECT_EQ(JsonOut({"set", "Global", "Dir", "%HOME%/d", "--expand"})["expandable"].Text(), "true");
+  EXPECT_EQ(Out({"get", "Global", "Dir"}), home + "/d\n");
+  Out({"set", "Global", "Dir", "%HOME%/e", "--super"});
+  EXPECT_EQ(JsonOut({"show", "Global", "Dir"})["superValue"]["stored"].Text(), "REG_EXPAND_SZ");
+  Out({"create", "T", "P", "--type", "I", "--value", "1"});
+  EXPECT_TRUE(exitsWith(2, Run({"set", "T", "P", "2", "--expand"})));
+  Out({"rm", "Global", "Dir", "--value", "@superValue", "--yes"});
+  EXPECT_TRUE(exitsWith(2, Run({"set", "Global", "Dir", "x", "--expand", "--encrypt"})));
+  Out({"set", "Global", "Dir", "%HOME%", "--encrypt"});
+  EXPECT_EQ(Out({"get", "Global", "Dir"}), "%HOME%\n");
+}
+
 TEST_F(Values, ForceWritesAReadOnlyParameter) {
   Out({"create", "Pump", "Par", "--type", "I", "--value", "1", "--readonly"});
   EXPECT_TRUE(exitsWith(1, Run({"set", "Pump", "Par", "2"})));

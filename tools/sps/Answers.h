@@ -20,12 +20,15 @@ struct SetArguments {
   bool encrypt = false;
   bool super = false;
   bool force = false;
+  bool expand = false;
+  bool plain = false;
 };
 
 struct Written {
   Value value;
   std::u16string where;  // name of the stored value
   bool scrambled = false;
+  bool expandable = false;  // a read expands the text's environment references
   std::vector<std::string> notices;
 };
 

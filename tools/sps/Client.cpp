@@ -108,6 +108,13 @@ const UnicodeString* Client::NameForOverride(char16_t letter) const {
   }
 }
 
+std::u16string Client::WrittenName(RgNode& node) {
+  constexpr std::int32_t silent = 240;
+  UnicodeString name;
+  if (GetOverrideName(node, name, silent) != ERROR_SUCCESS) return m_pVAL;
+  return std::u16string(name.View());
+}
+
 std::vector<std::u16string> subKeyNames(RgNode& node) {
   std::vector<std::u16string> names;
   UnicodeString name;

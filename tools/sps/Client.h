@@ -49,6 +49,9 @@ public:
   // The name under this identity for an override letter; null for an unknown letter.
   const UnicodeString* NameForOverride(char16_t letter) const;
 
+  // The name of the value that this identity writes, by the key's override.
+  std::u16string WrittenName(RgNode& node);
+
   // Traces the library's message of a code.
   void Report(std::int32_t code, const std::u16string& name) { SendDbgError(code, name.c_str(), 0); }
 

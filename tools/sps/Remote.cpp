@@ -14,6 +14,10 @@ constexpr Master::Code parameterMissing = 11;
 constexpr Master::Code valueMissing = 12;
 constexpr Master::Code wrongType = 16;
 
+constexpr const char* plainNow =
+    "environment references in this value were expanded on reading, and are not any more: a master writes "
+    "plain text; an import writes the other kind, hex(2)";
+
 std::u16string pathOf(Context& context, const ParameterName& name) {
   return context.Parameters().ParPath(name.topic, name.par);
 }
@@ -93,6 +97,10 @@ std::u16string targetName(Context& context, const ParameterKey& key) {
 }  // namespace
 
 Written setValue(Context& context, const ParameterName& name, const SetArguments& arguments) {
+  if (arguments.expand) {
+    throw WrongUsage(
+        "a master writes no text whose references are expanded: --expand does not go with --server");
+  }
   if (arguments.force) {
     throw WrongUsage("a master lets nobody write a read-only parameter: --force does not go with --server");
   }
@@ -113,6 +121,8 @@ Written setValue(Context& context, const ParameterName& name, const SetArguments
   // The value that stays is plain, and must be read as such.
   if (code != 0 && isFirst) master.RemoveValue(key.path, Spc::m_pDECRYPT);
   expect(context, code, "set", name);
+  const Content* before = findContent(key, written.where);
+  if (before != nullptr && before->expandable && !arguments.plain) written.notices.emplace_back(plainNow);
   return written;
 }
 

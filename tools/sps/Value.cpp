@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 #include <string_view>
 
+#include "platform/registry/registry.h"
 #include "tools/sps/Failure.h"
 #include "tools/sps/Text.h"
 
@@ -202,6 +203,16 @@ bool writeStored(RgNode& node, const char16_t* name, const Value& value) {
                  [&](std::int32_t number) { return node.SetValue(name, number); },
                  [&](auto number) { return writeBytes(node, name, number); }},
       value);
+}
+
+bool TextNode::IsExpandable(const char16_t* name) {
+  std::uint32_t type = 0;
+  return GetValue(name, nullptr, nullptr, type) && type == REG_EXPAND_SZ;
+}
+
+bool TextNode::WriteExpandable(const char16_t* name, const std::u16string& text) {
+  const std::vector<std::uint8_t> bytes = valueBytes(text);
+  return SetValue(name, bytes.data(), static_cast<std::uint32_t>(bytes.size()), REG_EXPAND_SZ);
 }
 
 }  // namespace tool

@@ -44,4 +44,11 @@ bool readStored(RgNode& node, const char16_t* name, Value& value);
 // Writes a value in the form of its type.
 bool writeStored(RgNode& node, const char16_t* name, const Value& value);
 
+// A key whose texts can be such as are expanded on reading, which is no form of a type.
+class TextNode : public RgNode {
+public:
+  bool IsExpandable(const char16_t* name);
+  bool WriteExpandable(const char16_t* name, const std::u16string& text);
+};
+
 }  // namespace tool

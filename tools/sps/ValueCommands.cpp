@@ -1,6 +1,8 @@
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
+#include <optional>
 
+#include "platform/registry/RegistryTransaction.h"
 #include "platform/registry/RegistryView.h"
 #include "tools/sps/Commands.h"
 #include "tools/sps/Failure.h"
@@ -40,25 +42,35 @@ void runGet(Context& context, const ParameterArguments& arguments) {
                  });
 }
 
-// What stands against the write, and whether the text has to be scrambled.
-bool prepareSet(Context& context, const ParameterName& name, const SetArguments& arguments, char16_t letter) {
+// WrongUsage where --expand is for no text, or for one whose references nobody could find.
+bool mustExpand(const SetArguments& arguments, char16_t letter, bool scramble, bool isExpandable) {
+  if (arguments.expand && letter != u'S') {
+    throw WrongUsage("--expand is for text, the parameter is of type " + letterText(letter));
+  }
+  if (arguments.expand && scramble) throw WrongUsage("--expand is for text that is not scrambled");
+  return letter == u'S' && !scramble && !arguments.plain && (arguments.expand || isExpandable);
+}
+
+// What stands against the write, and how the value is to be stored.
+void prepareSet(Context& context, const ParameterName& name, const SetArguments& arguments,
+                Written& written) {
   Client& client = context.Parameters();
-  RgNode node;
+  TextNode node;
   std::uint32_t err = 0;
   if (!client.Open(node, name.topic, name.par, err)) context.RefuseParameter("set", name, err);
   if (!arguments.force && client.IsReadOnly(node)) {
     client.Report(readOnly, client.ParPath(name.topic, name.par));
     context.RefuseParameter("set", name, readOnly);
   }
+  const char16_t letter = letterOf(written.value);
+  written.where = arguments.super ? Spc::m_pSUPERVAL : client.WrittenName(node);
   const bool isScrambled = client.IsScrambled(node);
-  const bool scramble = mustScramble(letter, arguments.encrypt, isScrambled);
-  if (scramble && !isScrambled) {
-    const ParameterKey key = readParameterKey(client, node);
-    std::int32_t ignored = 0;
-    refuseOtherTexts(context, name, key,
-                     arguments.super ? Spc::m_pSUPERVAL : writtenName(client, key, ignored));
+  written.scrambled = mustScramble(letter, arguments.encrypt, isScrambled);
+  if (written.scrambled && !isScrambled) {
+    refuseOtherTexts(context, name, readParameterKey(client, node), written.where);
   }
-  return scramble;
+  const bool isExpandable = node.IsExpandable(written.where.c_str());
+  written.expandable = mustExpand(arguments, letter, written.scrambled, isExpandable);
 }
 
 void writeSuperValue(Context& context, const ParameterName& name, Written& written) {
@@ -77,7 +89,6 @@ void writeSuperValue(Context& context, const ParameterName& name, Written& writt
     client.Report(node.GetRetCode(), client.ParPath(name.topic, name.par));
     context.RefuseParameter("set", name, node.GetRetCode());
   }
-  written.where = Spc::m_pSUPERVAL;
 }
 
 void writeValue(Context& context, const ParameterName& name, Written& written) {
@@ -90,16 +101,31 @@ void writeValue(Context& context, const ParameterName& name, Written& written) {
   written.notices = context.Log().Notices();
 }
 
+// The library writes plain texts only.
+void makeExpandable(Context& context, const ParameterName& name, const Written& written) {
+  Client& client = context.Parameters();
+  TextNode node;
+  std::uint32_t err = 0;
+  if (!client.Open(node, name.topic, name.par, err)) context.RefuseParameter("set", name, err);
+  if (node.WriteExpandable(written.where.c_str(), std::get<std::u16string>(written.value))) return;
+  context.RefuseParameter("set", name, node.GetRetCode());
+}
+
 Written setValue(Context& context, const ParameterName& name, const SetArguments& arguments) {
   const Value declared = declaredValue(context, "set", name);
   Written written = parsedValue(declared, arguments);
   context.Log().Clear();
-  written.scrambled = prepareSet(context, name, arguments, letterOf(declared));
+  prepareSet(context, name, arguments, written);
+  std::optional<RegistryTransaction> together;  // nobody reads the text as a plain one meanwhile
+  if (written.expandable) together.emplace();
   if (arguments.super) {
     writeSuperValue(context, name, written);
   } else {
     writeValue(context, name, written);
   }
+  if (!together) return written;
+  makeExpandable(context, name, written);
+  if (const LSTATUS status = together->Commit(); status != 0) context.RefuseParameter("set", name, status);
   return written;
 }
 
@@ -108,6 +134,7 @@ Json writtenJson(Context& context, const ParameterName& name, const Written& wri
   answer["type"] = letterText(letterOf(written.value));
   answer["written"] = toUtf8(written.where);
   answer["scrambled"] = written.scrambled;
+  answer["expandable"] = written.expandable;
   if (!written.scrambled) answer["value"] = valueJson(written.value);
   answer["notices"] = written.notices;
   return answer;
@@ -117,6 +144,7 @@ void runSet(Context& context, const SetCommand& arguments) {
   if (arguments.hasValue == arguments.fromStdin) {
     throw WrongUsage("set takes the value either as an argument or, with --stdin, from standard input");
   }
+  if (arguments.expand && arguments.plain) throw WrongUsage("--expand and --plain exclude each other");
   const ParameterName name = parameterName(arguments.name);
   const Written written =
       context.IsRemote() ? remote::setValue(context, name, arguments) : setValue(context, name, arguments);
@@ -143,6 +171,10 @@ void addSet(CLI::App& app, Context& context) {
   command->add_flag("--encrypt", arguments->encrypt, "Store the text scrambled, from now on");
   command->add_flag("--super", arguments->super,
                     "Write the super value, which a read takes where no other is");
+  command->add_flag("--expand", arguments->expand,
+                    "Store a text whose environment references a read expands, as one such stays without it");
+  command->add_flag("--plain", arguments->plain,
+                    "Store a text that is read as it stands, whatever it was before");
   command->add_flag("--force", arguments->force, "Write to a read-only parameter too");
   command->callback([&context, arguments, value] {
     arguments->hasValue = value->count() != 0;

@@ -7,7 +7,7 @@ _sps_global="--server --space --workstation --user --instance --store --json --t
 
 _sps_options() {
   case $1 in
-    set) echo "--stdin --encrypt --super --force" ;;
+    set) echo "--stdin --encrypt --super --expand --plain --force" ;;
     create) echo "--type --value --stdin --super --override --unit --description --readonly --replicate
                   --disable-log --encrypt" ;;
     attr) echo "--clear" ;;
