@@ -37,6 +37,9 @@ INSTANTIATE_TEST_SUITE_P(
                     Arguments{"--master", "x", "ls"}, Arguments{"--space", "", "ls"},
                     Arguments{"--store", "", "ls"}, Arguments{"import", "-", "--within", ""},
                     Arguments{"create", "T", "P", "--type", "I", "--override", ""},
+                    Arguments{"attr", "T", "P", ""}, Arguments{"dirs", ""}, Arguments{"walk", ""},
+                    Arguments{"export", ""}, Arguments{"export", "-o", ""},
+                    Arguments{"set", "T", "P", "x", "--expand", "--plain"},
                     Arguments{"set", "T", "P", "1", "--user", "@type"},
                     Arguments{"get", "T", "P", "--instance", "@override"}));
 
@@ -128,6 +131,7 @@ TEST_F(Streams, NoFileTakesTheNumberOfAClosedOne) {
 
 TEST_F(Streams, HelpIsAnAnswer) {
   const std::string help = Out({"--help"});
+  EXPECT_THAT(Out({"delete", "prop", "--help"}), HasSubstr("\n  sps delete prop "));
   for (const char* command : {"get",     "set",    "create", "attr",   "rm",     "ls",     "tree",   "show",
                               "explain", "spaces", "topics", "params", "props",  "walk",   "delete", "dirs",
                               "logmode", "import", "export", "store",  "master", "version"}) {

@@ -198,12 +198,15 @@ void addAttributeCommand(CLI::App& app, Context& context) {
   CLI::App* command = app.add_subcommand("attr", "List, print or change the attributes of a parameter");
   command->group(parameterGroup);
   addParameterArguments(*command, arguments->name);
-  command->add_option(
-      "NAME", arguments->attribute,
-      "type, override, readonly, replicate, disableLog, encrypt, decrypt, unit, description or "
-      "functional");
-  const CLI::Option* value = command->add_option("VALUE", arguments->value,
-                                                 "on or off for a flag, a letter or a text for the others");
+  command
+      ->add_option("NAME", arguments->attribute,
+                   "type, override, readonly, replicate, disableLog, encrypt, decrypt, unit, description or "
+                   "functional")
+      ->check(notEmpty);
+  const CLI::Option* value =
+      command->add_option("VALUE", arguments->value,
+                          "on or off for a flag, a letter or a text for the others; a type only where none "
+                          "can be read");
   command->add_flag("--clear", arguments->clear, "Remove the attribute");
   command->callback([&context, arguments, value] {
     arguments->hasValue = value->count() != 0;

@@ -82,7 +82,8 @@ void addDirectoryCommand(CLI::App& app, Context& context) {
   auto name = std::make_shared<std::string>();
   CLI::App* command = app.add_subcommand("dirs", "Print the directories of the installation");
   command->group(installationGroup);
-  command->add_option("NAME", *name, "One directory: root, bin, config, help, install, log, syslog or tmp");
+  command->add_option("NAME", *name, "One directory: root, bin, config, help, install, log, syslog or tmp")
+      ->check(notEmpty);
   command->callback([&context, name] {
     context.NeedsStore("dirs", "the directories of this machine");
     if (name->empty()) return listDirectories(context);

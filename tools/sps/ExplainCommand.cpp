@@ -113,7 +113,8 @@ void addExplainCommand(CLI::App& app, Context& context) {
   command->group(parameterGroup);
   addParameterArguments(*command, arguments->name);
   command->add_option("--as", arguments->type, "The type that the reading program asks for")
-      ->type_name("S|I|D|T|B");
+      ->type_name("S|I|D|T|B")
+      ->check(notEmpty);
   command->add_flag("--reveal", arguments->reveal, "Show a scrambled value in plain text");
   command->callback([&context, arguments] {
     context.NeedsStore("explain", "the reads in the store of this machine");

@@ -161,7 +161,7 @@ void addLevelCommands(CLI::App& app, Context& context) {
   auto walked = std::make_shared<std::string>();
   command =
       addCommand(app, "walk", "List every property of a topic, of the space of --space, or of all spaces");
-  command->add_option("TOPIC", *walked, "Topic");
+  command->add_option("TOPIC", *walked, "Topic")->check(notEmpty);
   command->callback([&context, walked] { runWalk(context, *walked); });
 }
 

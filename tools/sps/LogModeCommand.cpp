@@ -165,7 +165,6 @@ void addLogModeCommand(CLI::App& app, Context& context) {
   CLI::App* command = app.add_subcommand("logmode", "Print or set the log modes of the subsystems");
   command->group(installationGroup);
   command->add_option("SUBSYSTEM", *words, "dms, dlgmgr or mac N; then the new mode: 0, 1 or 2")
-      ->expected(0, 3)
       ->type_name("[dms|dlgmgr|mac N [MODE]]");
   command->callback([&context, words] {
     context.NeedsStore("logmode", "the subsystems of this machine");

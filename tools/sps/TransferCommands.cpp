@@ -166,12 +166,15 @@ void addTransferCommands(CLI::App& app, Context& context) {
   auto exporting = std::make_shared<ExportArguments>();
   command = app.add_subcommand("export", "Write a tree as registry text");
   command->group(registryGroup);
-  command->add_option(
-      "KEY", exporting->key,
-      "Path with its hive, such as HKLM\\Software; without one the space of --space, or all spaces");
+  command
+      ->add_option(
+          "KEY", exporting->key,
+          "Path with its hive, such as HKLM\\Software; without one the space of --space, or all spaces")
+      ->check(notEmpty);
   command->add_flag("--all", exporting->all, "The whole registry");
   command->add_option("-o,--output", exporting->output, "File to write; else standard output")
-      ->type_name("FILE");
+      ->type_name("FILE")
+      ->check(notEmpty);
   command->add_flag("--utf16", exporting->utf16, "UTF-16 with CR LF line ends instead of UTF-8 with LF");
   command->callback([&context, exporting] { runExport(context, *exporting); });
 }

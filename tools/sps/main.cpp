@@ -9,6 +9,7 @@
 
 #include "platform/support/StandardStreams.h"
 #include "tools/sps/Commands.h"
+#include "tools/sps/Examples.h"
 #include "tools/sps/Failure.h"
 #include "tools/sps/Usage.h"
 #include "tools/sps/VersionText.h"
@@ -68,10 +69,13 @@ void addCommands(CLI::App& app, Context& context) {
 }
 
 // The help of one command leaves what holds for all of them to the tool's own.
-void shortenHelp(CLI::App& app) {
+void completeHelp(CLI::App& app, const std::string& above) {
   for (CLI::App* command : app.get_subcommands([](CLI::App*) { return true; })) {
-    command->footer("Options for every command, exit codes and environment: sps --help");
-    shortenHelp(*command);
+    const std::string words = above + command->get_name();
+    const std::string_view examples = examplesOf(words);
+    const std::string shown = examples.empty() ? "" : "Examples:\n" + std::string(examples) + '\n';
+    command->footer(shown + "Options for every command, exit codes and environment: sps --help");
+    completeHelp(*command, words + ' ');
   }
 }
 
@@ -168,7 +172,7 @@ int run(int argc, char** argv) {
   addGlobalOptions(app, context.options);
   app.parse_complete_callback([&context] { context.Begin(); });
   addCommands(app, context);
-  shortenHelp(app);
+  completeHelp(app, {});
   return runCommand(app, context, argc, argv);
 }
 
