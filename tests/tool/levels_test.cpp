@@ -154,6 +154,12 @@ TEST_F(LevelCommands, AMasterIsWalkedAndDeletedInLikeAStore) {
   const RunResult dryRun = Run(with(there, {"delete", "topic", "Pump", "--dry-run"}));
   EXPECT_TRUE(exitsWith(1, dryRun));
   EXPECT_THAT(dryRun.out, HasSubstr("param  Default\\Pump\\Name  read-only\n"));
+  Out(with(here, {"import", "-"}), "Windows Registry Editor Version 5.00\n\n" + root +
+                                       "Default\\Pump\\Bare\\Below]\n\"@readonly\"=hex(0):\n");
+  const RunResult below = Run(with(there, {"delete", "param", "Pump", "Bare", "--dry-run"}));
+  EXPECT_TRUE(exitsWith(1, below));
+  EXPECT_EQ(below.out, "key    Default\\Pump\\Bare\\Below  read-only\nparam  Default\\Pump\\Bare\n");
+  EXPECT_THAT(below.err, HasSubstr("key \"Default\\\\Pump\\\\Bare\\\\Below\" is read-only (code 15)\n"));
   ExpectRefused(1, with(there, {"params", "None"}), "cannot list topic \"None\"");
   EXPECT_EQ(Out(with(here, {"walk"})),
             "Default\\Pump\\Bare\n"

@@ -43,20 +43,35 @@ std::string Deletion::Label() const {
   return "property " + inQuotes(subject.property) + " of " + subject.place.Label();
 }
 
-void addParameter(Deletion& deletion, const Place& place, const LevelParameter& parameter) {
+// At a master the keys below a parameter go with it.
+void addBelow(Deletion& deletion, Levels& levels, const Place& place) {
+  for (const std::u16string& name : levels.Names(place)) {
+    const Place below = place.Below(name);
+    addBelow(deletion, levels, below);
+    deletion.all.push_back({"key", below, {}, levels.Parameter(below).IsReadOnly()});
+  }
+}
+
+void addParameter(Deletion& deletion, Levels& levels, const Place& place, const LevelParameter& parameter) {
+  if (levels.IsRemote()) addBelow(deletion, levels, place);
   deletion.all.push_back({"param", place, {}, parameter.IsReadOnly(), parameter.hasKeys});
 }
 
-void addTopic(Deletion& deletion, const Place& place, const LevelTopic& topic) {
-  for (const LevelParameter& parameter : topic.parameters) {
-    addParameter(deletion, place.Below(parameter.name), parameter);
-  }
-  deletion.all.push_back({"topic", place, {}});
+// A master keeps also a level above the parameters that has the mark.
+bool isReadOnlyLevel(Levels& levels, const Place& place) {
+  return levels.IsRemote() && levels.Parameter(place).IsReadOnly();
 }
 
-void addSpace(Deletion& deletion, const Place& place, const LevelSpace& space) {
-  for (const LevelTopic& topic : space.topics) addTopic(deletion, place.Below(topic.name), topic);
-  deletion.all.push_back({"space", place, {}});
+void addTopic(Deletion& deletion, Levels& levels, const Place& place, const LevelTopic& topic) {
+  for (const LevelParameter& parameter : topic.parameters) {
+    addParameter(deletion, levels, place.Below(parameter.name), parameter);
+  }
+  deletion.all.push_back({"topic", place, {}, isReadOnlyLevel(levels, place)});
+}
+
+void addSpace(Deletion& deletion, Levels& levels, const Place& place, const LevelSpace& space) {
+  for (const LevelTopic& topic : space.topics) addTopic(deletion, levels, place.Below(topic.name), topic);
+  deletion.all.push_back({"space", place, {}, isReadOnlyLevel(levels, place)});
 }
 
 std::u16string spaceName(Context& context) {
@@ -80,21 +95,21 @@ Deletion findSpace(Context& context, Levels& levels, const DeleteArguments& argu
   if (!context.options.space.empty()) throw WrongUsage("delete space takes its NAME and no --space");
   const Place place{{keyName(arguments.name, "space")}};
   Deletion deletion;
-  addSpace(deletion, place, levels.Space(place));
+  addSpace(deletion, levels, place, levels.Space(place));
   return deletion;
 }
 
 Deletion findTopic(Context& context, Levels& levels, const DeleteArguments& arguments) {
   const Place place = topicPlace(context, arguments);
   Deletion deletion;
-  addTopic(deletion, place, levels.Topic(place));
+  addTopic(deletion, levels, place, levels.Topic(place));
   return deletion;
 }
 
 Deletion findParameter(Context& context, Levels& levels, const DeleteArguments& arguments) {
   const Place place = parameterPlace(context, arguments);
   Deletion deletion;
-  addParameter(deletion, place, levels.Parameter(place));
+  addParameter(deletion, levels, place, levels.Parameter(place));
   return deletion;
 }
 
@@ -123,16 +138,20 @@ std::string belongings(const Deletion& deletion) {
   std::string text = " with ";
   if (kind == "space") text += counted(countOf(deletion, "topic"), "topic") + " and ";
   text += counted(countOf(deletion, "param"), "parameter");
-  const auto readOnly = std::ranges::count_if(deletion.all, &Doomed::isReadOnly);
+  const auto readOnly = std::ranges::count_if(deletion.all, [](const Doomed& doomed) {
+    return doomed.isReadOnly && doomed.kind == std::string_view("param");
+  });
   return readOnly == 0 ? text : text + ", " + std::to_string(readOnly) + " of them read-only";
 }
 
 constexpr std::int64_t readOnlyCode = 15;
+constexpr std::size_t parameterDepth = 3;
 
-// A command about the parameter, whichever space this one is about.
+// A command about the parameter, whichever space this one is about; none about what is no parameter.
 std::string nextAbout(Context& context, const Place& parameter, const std::string& command,
                       const std::vector<std::string>& more) {
   const std::vector<std::u16string>& names = parameter.names;
+  if (names.size() != parameterDepth) return {};
   std::vector<std::string> words{command, toUtf8(names[1]), toUtf8(names[2])};
   words.insert(words.end(), more.begin(), more.end());
   if (!context.options.space.empty()) return context.Next(words);

@@ -22,6 +22,7 @@ std::string Place::Label() const {
   std::string space = "space " + inQuotes(names[0]);
   if (names.size() == 1) return space;
   if (names.size() == 2) return "topic " + inQuotes(names[1]) + " in " + space;
+  if (names.size() > 3) return "key " + inQuotes(Path());
   return "parameter " + inQuotes(names[1] + u'/' + names[2]) + " in " + space;
 }
 

@@ -44,8 +44,10 @@ class Levels {
 public:
   Levels(Context& context, std::string verb) : m_context(context), m_verb(std::move(verb)) {}
 
-  // What lies below the root, a space or a topic.
+  bool IsRemote() const { return m_context.IsRemote(); }
+  // What lies below the root, a space or a topic; at a master also below any other key.
   std::vector<std::u16string> Names(const Place& place);
+  // At a master also of any other key.
   LevelParameter Parameter(const Place& place);
   LevelTopic Topic(const Place& place);
   LevelSpace Space(const Place& place);
