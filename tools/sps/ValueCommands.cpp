@@ -172,7 +172,7 @@ void addSet(CLI::App& app, Context& context) {
   command->add_flag("--super", arguments->super,
                     "Write the super value, which a read takes where no other is");
   command->add_flag("--expand", arguments->expand,
-                    "Store a text whose environment references a read expands, as one such stays without it");
+                    "Store a text whose environment references reads expand; one that is there stays so");
   command->add_flag("--plain", arguments->plain,
                     "Store a text that is read as it stands, whatever it was before");
   command->add_flag("--force", arguments->force, "Write to a read-only parameter too");
