@@ -110,7 +110,8 @@ public:
 
   // Reads. The value is the first that exists of: the override value, "@value", "@superValue". A text with
   // "@decrypt" is unscrambled. A parameter that the local tree lacks is read from the master, if there is
-  // a connection. After false the value is not defined.
+  // a connection. After false the value is not defined. From the master come at most 2,048 bytes of text, or
+  // as many bytes as the buffer has characters; what is longer is a false with 0.
   bool GetPar(const char16_t* topic, const char16_t* par, UnicodeString& value, std::uint32_t* err = nullptr,
               std::int32_t noErrMsg = 0);
   // Capacity in characters, terminator included. noErrMsg reaches the tests of "@type", "@override" and

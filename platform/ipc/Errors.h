@@ -30,7 +30,8 @@ enum Error : std::int32_t {
   tlsFailed = 0x2000000C,             // no TLS comes about for any other reason
   unknownVersion = 0x2000000D,        // the server speaks another version of the protocol
   tooManyConnections = 0x2000000E,    // the server has all that it takes, in all or of this user
-  // A request fails with these.
+  // A request fails with these, Open also with connectionLost, timedOut, protocolError, stopping and
+  // systemError.
   notOpen = 0x2000000F,         // no connection: never opened, closed, or lost earlier
   connectionLost = 0x20000010,  // the connection ended while it was in use; it is closed
   timedOut = 0x20000011,  // no answer in time; open, unless part of the request or of the replies is missing

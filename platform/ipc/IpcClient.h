@@ -55,7 +55,7 @@ public:
   virtual void ThrowException(DfsBin& details);
 
   // Connects to the server of that name: "SYSPARSERVICE", a host, or an endpoint such as
-  // "unix:/run/sps/spsd.sock", "tls://host:port", "tcp://127.0.0.1:port". True once the server has
+  // "unix:/run/sps/master.sock", "tls://host:port", "tcp://127.0.0.1:port". True once the server has
   // greeted: it has accepted our certificate by then. A connection that was open is closed first in any
   // case. Every failure is traced with its reason, level W.
   bool Open(const char16_t* server, ConModeE mode);
@@ -71,7 +71,7 @@ public:
   std::int32_t SetService(std::int32_t service);
 
   // The server that the connection reached: "127.0.0.1" where a logical or local name led to this
-  // machine, else the host as named. Stays after a loss; empty before the first Open.
+  // machine, else the host as named. Stays after a loss; empty before the first Open that succeeded.
   UnicodeString GetServerName() const;
 
   // Sends the data (bytes) as request of that number and waits for the service's verdict. The data may

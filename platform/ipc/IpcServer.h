@@ -107,8 +107,8 @@ struct Limits {
   std::chrono::milliseconds frame{10'000};
   std::chrono::milliseconds handshake{5'000};  // from the connection to the end of the greeting
   std::chrono::milliseconds drain{5'000};      // for open exchanges at stop
-  // TLS and loopback connections that have not got through their greeting; a further one takes the place
-  // of the oldest.
+  // TLS connections before the end of their handshake, loopback ones before their hello; a further one takes
+  // the place of the oldest.
   std::uint32_t unauthenticated = 64;
   std::uint32_t perUser = 256;             // a Unix user, a certificate name, the loopback
   std::uint32_t connections = 2'048;       // in all

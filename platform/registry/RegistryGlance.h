@@ -31,8 +31,9 @@ private:
 
 // One key as of the last commit, or as of the thread's RegistryView, for who reads a few small values and is
 // gone: that takes a third of what opening, reading and closing it does. It shows no key where there is none,
-// where a failure is to be told, inside a RegistryTransaction and, outside of a RegistryView, where not all
-// values lie in the key's record (they are large, or many); whoever needs to know more opens the key.
+// where a failure is to be told, before this thread's first other call of the registry, inside a
+// RegistryTransaction and, outside of a RegistryView, where not all values lie in the key's record (they are
+// large, or many); whoever needs to know more opens the key.
 //
 // It is good until the next call of the registry by this thread, and no longer than the RegistryView.
 class SPS_API RegistryGlance {

@@ -27,7 +27,7 @@ struct StoreInfo {
   std::uint64_t usedBytes = 0;
   std::uint64_t reservedBytes = 0;
   std::uint64_t lastTransaction = 0;
-  std::uint32_t readers = 0;
+  std::uint32_t readers = 0;  // places in the lock file taken so far, also by threads that are gone
   bool readOnly = false;
 };
 SPS_API LSTATUS storeInfo(StoreInfo& info);
@@ -40,7 +40,8 @@ SPS_API LSTATUS verifyStore(std::string& finding);
 // how many there were. A store that is written to does so by itself every now and then.
 SPS_API LSTATUS clearDeadReaders(std::uint32_t& cleared);
 
-// Copies the store, as of this moment and while it is in use, into a directory that is new or empty.
+// Copies the store, as of this moment and while it is in use, into a directory that is new or empty
+// (ERROR_ACCESS_DENIED where it is not).
 SPS_API LSTATUS copyStore(const std::string& targetDirectory);
 
 // Puts a copy in the place of a store that no process has open: checks the copy first, and keeps the old

@@ -5,9 +5,9 @@
 // All functions return 0 or an error number and never throw. Names are case-insensitive, keep the case
 // in which they were made, and are 16-bit strings; a key name has 1 to 255 characters without a
 // backslash, a value name up to 16,383, a value's data up to 16 MiB, and a tree has up to 512 levels.
-// What exceeds these gives ERROR_INVALID_PARAMETER. Counts of text are characters,
-// counts of data are bytes. Any thread may use any handle. A handle on a key that was deleted gives
-// ERROR_KEY_DELETED, a closed one ERROR_INVALID_HANDLE.
+// What exceeds these gives ERROR_INVALID_PARAMETER; a path to open of more levels ERROR_FILE_NOT_FOUND.
+// Counts of text are characters, counts of data are bytes. Any thread may use any handle. A handle on a key
+// that was deleted gives ERROR_KEY_DELETED, a closed one ERROR_INVALID_HANDLE.
 //
 // A read sees every write that was acknowledged before it began, by any process. A write is on disk
 // when its function returns 0 (inside a RegistryTransaction: when that is committed).
@@ -52,8 +52,8 @@ inline constexpr LSTATUS ERROR_NOT_REGISTRY_FILE = 1017;   // the file is not a 
 inline constexpr LSTATUS ERROR_KEY_DELETED = 1018;
 inline constexpr LSTATUS ERROR_KEY_HAS_CHILDREN = 1020;
 inline constexpr LSTATUS ERROR_CHILD_MUST_BE_VOLATILE = 1021;
-inline constexpr LSTATUS ERROR_REVISION_MISMATCH = 1306;  // a store of another format version
-inline constexpr LSTATUS ERROR_NO_SYSTEM_RESOURCES = 1450;
+inline constexpr LSTATUS ERROR_REVISION_MISMATCH = 1306;    // a store of another format version
+inline constexpr LSTATUS ERROR_NO_SYSTEM_RESOURCES = 1450;  // 65,535 open keys, 4,096 readers, descriptors
 
 inline constexpr DWORD REG_NONE = 0;
 inline constexpr DWORD REG_SZ = 1;
