@@ -87,5 +87,9 @@ configure_file(${PROJECT_SOURCE_DIR}/packaging/spsd.service.in ${PROJECT_BINARY_
 install(FILES ${PROJECT_BINARY_DIR}/spsd.service ${PROJECT_SOURCE_DIR}/packaging/spsd.socket
         DESTINATION lib/systemd/system)
 install(FILES ${PROJECT_SOURCE_DIR}/packaging/sysusers.conf DESTINATION lib/sysusers.d RENAME sps.conf)
-install(FILES ${PROJECT_SOURCE_DIR}/packaging/logrotate.conf DESTINATION ${CMAKE_INSTALL_SYSCONFDIR}/logrotate.d
-        RENAME spsd)
+# The configuration of what is in /usr lies in /etc.
+set(SPS_ETC_DIR ${CMAKE_INSTALL_SYSCONFDIR})
+if(CMAKE_INSTALL_PREFIX STREQUAL "/usr")
+  set(SPS_ETC_DIR ${CMAKE_INSTALL_FULL_SYSCONFDIR})
+endif()
+install(FILES ${PROJECT_SOURCE_DIR}/packaging/logrotate.conf DESTINATION ${SPS_ETC_DIR}/logrotate.d RENAME spsd)
