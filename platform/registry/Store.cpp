@@ -92,11 +92,20 @@ void reportUnusable(const std::string& directory, const Failure& failure) {
           failure.number(), cause.c_str());
 }
 
-void reportPurgeDue(const std::string& directory) {
-  _DbgSetLine(u"platform\\registry", __LINE__, u'W');
-  _DbgOut(
-      u"Registry store \"%s\" keeps volatile keys of another boot until the disk lets a write remove them",
-      support::toUtf16(directory).c_str());
+// What a purge left, and why.
+void reportLeftKeys(const Store& store) {
+  const std::u16string where = support::toUtf16(store.directory());
+  if (store.isPurgeDue()) {
+    _DbgSetLine(u"platform\\registry", __LINE__, u'W');
+    _DbgOut(
+        u"Registry store \"%s\" keeps volatile keys of another boot until the disk lets a write remove them",
+        where.c_str());
+  }
+  if (store.damagedKeys() > 0) {
+    _DbgSetLine(u"platform\\registry", __LINE__, u'E');
+    _DbgOut(u"Registry store \"%s\" keeps %u volatile keys of another boot, which are damaged", where.c_str(),
+            store.damagedKeys());
+  }
 }
 
 }  // namespace
@@ -215,8 +224,7 @@ void Store::purge(MDB_txn* txn, std::uint64_t id) const {
     check(mdb_txn_commit(own.release()));
   } catch (const Failure& failure) {
     if (failure.number() != ERROR_REGISTRY_CORRUPT && failure.number() != ERROR_KEY_DELETED) throw;
-    _DbgSetLine(u"platform\\registry", __LINE__, u'E');
-    _DbgOut(u"A volatile key of another boot is damaged and stays: %s", describe(failure.number()));
+    m_damagedKeys.fetch_add(1, std::memory_order_relaxed);
   }
 }
 
@@ -226,6 +234,7 @@ TxnPtr Store::begin(MDB_txn* parent, unsigned flags) const {
   if (isOutermostWrite && isPurgeDue()) {
     purgeVolatileKeys();
     m_isPurgeDue.store(false, std::memory_order_release);
+    reportLeftKeys(*this);
   }
   return beginAtOnce(parent, flags);
 }
@@ -281,7 +290,7 @@ std::shared_ptr<Store> currentStore() {
     failure.setReported();
     throw;
   }
-  if (opened->isPurgeDue()) reportPurgeDue(directory);
+  reportLeftKeys(*opened);
   return opened;
 }
 

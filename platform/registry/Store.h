@@ -39,6 +39,8 @@ public:
   void commit(TxnPtr txn) const;
   // Whether volatile keys of another boot are still there for want of room.
   bool isPurgeDue() const { return m_isPurgeDue.load(std::memory_order_acquire); }
+  // How many of them could not be removed because they are damaged.
+  unsigned damagedKeys() const { return m_damagedKeys.load(std::memory_order_relaxed); }
 
 private:
   explicit Store(std::string directory);
@@ -61,6 +63,7 @@ private:
   std::uint64_t m_process;
   mutable std::atomic<unsigned> m_commits{0};
   mutable std::atomic<bool> m_isPurgeDue{false};
+  mutable std::atomic<unsigned> m_damagedKeys{0};
 };
 
 // The store that this process uses now, opened at the first call. Any thread. Throws Failure.
