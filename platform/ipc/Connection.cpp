@@ -23,7 +23,7 @@ void Connection::drop() {
 }
 
 bool Connection::isBroken(std::int32_t error) const {
-  return error == connectionLost || error == protocolError || error == unknownVersion ||
+  return error == connectionLost || error == protocolError || error == unknownVersion || error == badReply ||
          error == otherProcess || m_isCutShort || (m_stream && !m_stream->isWhole());
 }
 
@@ -56,9 +56,12 @@ std::int32_t Connection::finishEarlier(Deadline& deadline) {
 
 std::int32_t Connection::request(std::int32_t number, std::int32_t value,
                                  std::span<const std::uint8_t> data) {
+  // Whatever becomes of it: what is left of the request before belongs to nobody from here on.
+  m_isAccepted = false;
+  m_lastReplyRead = false;
+  if (data.empty()) return emptyTelegram;
   if (data.size() + headerBytes > m_frameLimit) return telegramTooLarge;
   Deadline deadline(requestTimeout);
-  m_lastReplyRead = false;
   if (const std::int32_t error = finishEarlier(deadline); error != noError) return error;
   if (++m_lastId == 0) m_lastId = 1;  // 0 stands for no request
   const Frame frame{FrameKind::Request, 0, m_lastId, number, service, value, data};
@@ -68,11 +71,13 @@ std::int32_t Connection::request(std::int32_t number, std::int32_t value,
   m_due = Due::Verdict;
   Frame verdict;
   error = receive(verdict, deadline);
-  return error != noError ? error : verdict.code;
+  if (error == noError) error = verdict.code;
+  m_isAccepted = error == noError;
+  return error;
 }
 
 std::int32_t Connection::reply(Frame& frame) {
-  if (m_due != Due::Replies) return noReply;
+  if (!m_isAccepted || m_due != Due::Replies) return noReply;
   Deadline deadline(requestTimeout);
   const std::int32_t error = receive(frame, deadline);
   if (error == noError) m_lastReplyRead = m_due == Due::Nothing;

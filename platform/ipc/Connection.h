@@ -32,9 +32,11 @@ public:
   // Whether nobody could know any more, after an operation's error, what the next bytes are.
   bool isBroken(std::int32_t error) const;
 
-  // Sends a request and waits for its verdict, whose code is the result where nothing else went wrong.
+  // Sends a request and waits for its verdict, whose code is the result where nothing else went wrong. An
+  // empty one, or one that no frame holds, is not sent.
   std::int32_t request(std::int32_t number, std::int32_t value, std::span<const std::uint8_t> data);
-  // The payload is valid until the next operation.
+  // The next reply of the request made last; noReply where that one was not accepted. The payload is valid
+  // until the next operation.
   std::int32_t reply(Frame& frame);
   // Whether the reply read last was the last one of its request.
   bool isLastReplyRead() const { return m_lastReplyRead; }
@@ -56,6 +58,7 @@ private:
   std::uint32_t m_frameLimit = maxFrameBytes;
   std::uint32_t m_lastId = 0;
   Due m_due = Due::Nothing;
+  bool m_isAccepted = false;  // the request made last, so that replies which are due are its own
   bool m_lastReplyRead = false;
   bool m_isCutShort = false;  // a reply did not come in time
 };

@@ -41,7 +41,7 @@ enum Error : std::int32_t {
   protocolError = 0x20000015,     // bytes that are no frame, or a frame where it must not be; it is closed
   unknownService = 0x20000016,    // the server has no service of that number; open
   stopping = 0x20000017,          // the server is ending and takes no more requests
-  badReply = 0x20000018,          // a reply that is no container; open
+  badReply = 0x20000018,          // a reply that is no container; closed
   noReply = 0x20000019,           // there is no reply, or no further one; open
   systemError = 0x2000001A,       // memory, descriptors or another means of this process is exhausted
 };

@@ -89,9 +89,9 @@ bool IpcClient::settle(std::int32_t code) {
 
 bool IpcClient::Request(std::int32_t number, std::int32_t value, const void* data, std::int32_t size) {
   if (const std::int32_t error = m_connection->check(); error != ipc::noError) return settle(error);
-  if (data == nullptr || size < 1) return fail(ipc::emptyTelegram);
+  const bool isEmpty = data == nullptr || size < 1;
   const std::int32_t error = m_connection->request(
-      number, value, {static_cast<const std::uint8_t*>(data), static_cast<std::size_t>(size)});
+      number, value, {static_cast<const std::uint8_t*>(data), isEmpty ? 0 : static_cast<std::size_t>(size)});
   return error == ipc::noError || settle(error);
 }
 
@@ -110,7 +110,7 @@ bool IpcClient::GetReply(Dfs& reply) {
   const std::uint8_t* data = nullptr;
   std::int32_t size = 0;
   if (!GetReply(data, size)) return false;
-  return reply.Assign(data, static_cast<std::size_t>(size)) || fail(ipc::badReply);
+  return reply.Assign(data, static_cast<std::size_t>(size)) || settle(ipc::badReply);
 }
 
 bool IpcClient::IsSingleReply() const {

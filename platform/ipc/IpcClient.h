@@ -79,10 +79,10 @@ public:
   bool Request(std::int32_t number, std::int32_t value, const void* data, std::int32_t size);
 
   // Delivers the next reply of the last request; waits for it, up to the request time-out. False where
-  // there is none left or none comes; one that is due and does not come in time ends the connection, so that
-  // replies cut short do not pass for all of them. The container reads from memory of this object: both
-  // forms' results are valid until the next Request, GetReply, Open or Close. A reply that is no container is
-  // passed over, with false.
+  // there is none left or none comes, and behind a request that failed, whatever it failed of. A reply that
+  // is due and does not come in time ends the connection, and so does one that is no container where one is
+  // asked for: replies cut short must not pass for all of them. The container reads from memory of this
+  // object: both forms' results are valid until the next Request, GetReply, Open or Close.
   bool GetReply(Dfs& reply);
   // The raw form. The size goes out as the reply's bytes; what goes in does not matter: a reply is
   // delivered whole whatever its size. On false the data is null and the size 0.

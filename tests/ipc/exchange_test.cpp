@@ -88,7 +88,9 @@ TEST_P(Exchange, CarriesContainers) {
   ASSERT_TRUE(client.request(split, "ab"));
   EXPECT_FALSE(client.GetReply(reply));
   EXPECT_EQ(client.GetLastError(), ipc::badReply);
-  EXPECT_EQ(client.reply(), "b");
+  // What follows would pass for the rest of a whole list.
+  EXPECT_FALSE(client.IsOpen());
+  EXPECT_EQ(client.closed, 1);
 }
 
 TEST_P(Exchange, RefusesEmptyTelegram) {
@@ -104,6 +106,25 @@ TEST_P(Exchange, RefusesEmptyTelegram) {
   }
   EXPECT_EQ(server->load().requests, 0U);
   EXPECT_TRUE(client.IsOpen());
+}
+
+TEST_P(Exchange, GivesNoRepliesBehindARequestThatFailed) {
+  const struct {
+    std::int32_t number;
+    std::string data;
+    const char* outcome;
+  } cases[] = {
+      {echo, "", "the telegram is empty or did not fit its buffer"},
+      {echo, std::string(largestPayload + 1, 'e'), "the telegram is larger than a frame"},
+      {refuse, "x", "rejected 0"},
+  };
+  for (const auto& c : cases) {
+    ASSERT_TRUE(client.request(split, "abc"));
+    EXPECT_EQ(client.reply(), "a");
+    EXPECT_EQ(client.ask(c.number, c.data), c.outcome);
+    EXPECT_EQ(client.reply(), "there is no further reply");
+    EXPECT_EQ(client.ask(echo, "next"), "next");
+  }
 }
 
 TEST_P(Exchange, DropsRepliesThatWereNotRead) {
