@@ -80,13 +80,14 @@ const SpSrvClnt& SpSrvClnt::operator=(const SpSrvClnt& source) {
 SpSrvClnt::~SpSrvClnt() = default;
 
 void SpSrvClnt::TakeConnection(const SpSrvClnt& source) {
+  m_hasBuffer = false;
   m_requestBuffer.reset();
   StartTelegram();
   m_serverName = source.m_serverName;
   m_curMachine = source.m_curMachine;
   m_userLogged = source.m_userLogged;
   m_curApplication = source.m_curApplication;
-  if (source.m_requestBuffer) NewBuffer();
+  if (source.m_hasBuffer) NewBuffer();
   // What the connection does not take over from another, the service's number, is said again.
   if (source.IsOpen() && Open(m_serverName, conModeRequest)) SetService(telegram::serviceNumber);
   m_lastError = source.m_lastError;
@@ -135,6 +136,7 @@ bool SpSrvClnt::IsSrvLocal() const {
 // A new buffer in place of the present one, with the container bound to it. False without memory.
 bool SpSrvClnt::NewBuffer() {
   m_requestBuffer.reset(new (std::nothrow) std::uint8_t[telegram::requestRoom]);
+  m_hasBuffer = m_requestBuffer != nullptr;
   return m_telegram.AssignEmptyBuffer(m_requestBuffer.get(), telegram::requestRoom, false);
 }
 

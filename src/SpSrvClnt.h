@@ -2,6 +2,7 @@
 // parameters and carry the registry's text.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 
@@ -116,4 +117,5 @@ private:
   UnicodeString m_curMachine;
   UnicodeString m_userLogged;
   UnicodeString m_curApplication;
+  std::atomic<bool> m_hasBuffer{false};  // what may be asked without the lock
 };

@@ -7,8 +7,10 @@
 
 template <class Body>
 auto SpSrvClnt::Guarded(Body body) -> decltype(body()) {
-  if (!m_requestBuffer) return {};
+  // Without a buffer nobody waits for the lock; only under it the buffer itself may be looked at.
+  if (!m_hasBuffer) return {};
   const CCS hold(*this);
+  if (!m_requestBuffer) return {};
   return body();
 }
 

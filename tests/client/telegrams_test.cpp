@@ -651,6 +651,16 @@ TEST_F(ClientCopyTest, ListsAreNotCopied) {
   EXPECT_THAT(list, testing::Pointee(SizeIs(1)));
 }
 
+// One thread makes the buffer while another looks whether there is one.
+TEST_F(MasterTest, ThreadsShareAClientWithoutABuffer) {
+  SpSrvClntEx fresh;
+  UnicodeString version;
+  std::thread other([&] { EXPECT_FALSE(fresh.GetMasterVersion(version)); });
+  UnicodeString space;
+  EXPECT_FALSE(fresh.GetPrcSpace(space, nullptr));
+  other.join();
+}
+
 // One unit under the lock: no reply may reach another thread's request.
 TEST_F(MasterTest, ThreadsShareAClient) {
   constexpr int rounds = 200;
