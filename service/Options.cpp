@@ -6,6 +6,7 @@
 #include <charconv>
 #include <optional>
 
+#include "platform/ipc/Endpoint.h"
 #include "platform/support/Utf.h"
 
 namespace service {
@@ -50,21 +51,33 @@ std::string setTime(Value value, std::chrono::milliseconds& result) {
   return {};
 }
 
+// An empty one is a variable that a script did not set, and would quietly stand for something else.
+std::string setPath(Value value, std::string& result) {
+  if (value.empty()) return "expected a path";
+  result = value;
+  return {};
+}
+
 template <std::string Options::*field>
 std::string setText(Options& options, Value value) {
-  options.*field = value;
-  return {};
+  return setPath(value, options.*field);
 }
 
 template <std::string ipc::TlsFiles::*field>
 std::string setTls(Options& options, Value value) {
-  options.tls.*field = value;
+  return setPath(value, options.tls.*field);
+}
+
+std::string addEndpoint(Options& options, Value value) {
+  if (!ipc::parseEndpoint(value)) return "expected unix:/path, tls://host:port or tcp://127.0.0.1:port";
+  options.listen.push_back(value);
   return {};
 }
 
-template <std::vector<std::string> Options::*field>
-std::string addText(Options& options, Value value) {
-  (options.*field).push_back(value);
+std::string addLog(Options& options, Value value) {
+  const bool isFile = value.starts_with(fileSink) && value.size() > fileSink.size();
+  if (value != "stderr" && value != "syslog" && !isFile) return "expected stderr, syslog or file:PATH";
+  options.log.push_back(value);
   return {};
 }
 
@@ -133,7 +146,7 @@ std::string setVersion(Options& options, Value /*value*/) {
 
 constexpr std::array table = {
     Option{"listen", "ENDPOINT", "unix:/path, tls://host:port or tcp://127.0.0.1:port; may be repeated",
-           addText<&Options::listen>},
+           addEndpoint},
     Option{"socket-mode", "MODE", "permissions of Unix sockets, octal (666)", setMode},
     Option{"store", "DIR", "directory of the store (SPS_REGISTRY)", setText<&Options::store>},
     Option{"space", "NAME", "process space (PROCESS_SPACE, else Default)", setSpace},
@@ -154,7 +167,8 @@ constexpr std::array table = {
     Option{"max-unauthenticated", "N", "network connections before their greeting (64)",
            setLimit<&ipc::Limits::unauthenticated>},
     Option{"max-import", "CHARS", "characters of all imports under way (67108864)", setImportRoom},
-    Option{"max-listings", "BYTES", "bytes of all listings that wait to be taken (268435456)", setAnswerRoom},
+    Option{"max-listings", "BYTES", "bytes of all listings that wait to be taken (268435456)",
+           setAnswerRoom},
     Option{"frame-timeout", "TIME", "for a frame to arrive or be taken (10s)", setLimit<&ipc::Limits::frame>},
     Option{"handshake-timeout", "TIME", "for a greeting (5s)", setLimit<&ipc::Limits::handshake>},
     Option{"drain-timeout", "TIME", "for open requests at the end (30s)", setLimit<&ipc::Limits::drain>},
@@ -162,8 +176,7 @@ constexpr std::array table = {
            setText<&Options::snapshotDirectory>},
     Option{"snapshot-every", "TIME", "how often one is made (1d)", setSnapshotEvery},
     Option{"snapshot-keep", "N", "how many are kept (7)", setSnapshotsKept},
-    Option{"log", "SINK", "stderr, syslog or file:PATH; may be repeated (SPS_TRACE, else stderr)",
-           addText<&Options::log>},
+    Option{"log", "SINK", "stderr, syslog or file:PATH; may be repeated (SPS_TRACE, else stderr)", addLog},
     Option{"help", nullptr, "this text", setHelp},
     Option{"version", nullptr, "the version", setVersion},
 };

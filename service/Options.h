@@ -4,12 +4,16 @@
 #include <chrono>
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/ipc/IpcServer.h"
 #include "service/ParameterService.h"
 
 namespace service {
+
+// What a sink of the log begins with that is a file; its path follows.
+inline constexpr std::string_view fileSink = "file:";
 
 struct Options {
   std::vector<std::string> listen;  // endpoints, none for the machine's own
@@ -23,7 +27,7 @@ struct Options {
   std::string snapshotDirectory;
   std::chrono::seconds snapshotEvery{24 * 60 * 60};
   std::uint32_t snapshotsKept = 7;
-  std::vector<std::string> log;  // where trace lines go, as SPS_TRACE names it
+  std::vector<std::string> log;  // where trace lines go: stderr, syslog or file:PATH
 
   enum class Answer : std::uint8_t { Run, Help, Version, Wrong };
   Answer answer = Answer::Run;

@@ -30,17 +30,12 @@ public:
 };
 
 void addSink(const std::string& name) {
-  constexpr std::string_view file = "file:";
   trace::Sink sink;
-  if (name == "stderr") {
-    sink = trace::stderrSink();
-  } else if (name == "syslog") {
-    sink = trace::syslogSink();
-  } else if (name.starts_with(file)) {
-    sink = trace::fileSink(name.substr(file.size()));
+  if (name.starts_with(service::fileSink)) {
+    sink = trace::fileSink(name.substr(service::fileSink.size()));
     if (!sink) throw StartError("--log " + name + ": " + std::strerror(errno));
   } else {
-    throw StartError("--log " + name + ": expected stderr, syslog or file:PATH");
+    sink = name == "syslog" ? trace::syslogSink() : trace::stderrSink();
   }
   // A daemon says when it begins and ends.
   constexpr trace::Levels levels{.plain = u'I', .backTrace = 0};

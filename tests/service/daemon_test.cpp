@@ -45,6 +45,12 @@ TEST_F(DaemonTest, SaysWhatIsWrongWithItsArguments) {
       {{"--space", "a\\b"}, "without a backslash"},
       {{"--tls-cert", "a.pem"}, "belong together"},
       {{"--listen", "tls://localhost"}, "needs --tls-cert"},
+      {{"--listen", "bogus"}, "--listen bogus: expected unix:/path"},
+      {{"--listen", "unix:relative"}, "--listen unix:relative"},
+      {{"--listen", "tcp://192.0.2.1:1"}, "--listen tcp://192.0.2.1:1"},
+      {{"--log", "bogus"}, "--log bogus: expected stderr"},
+      {{"--log", "file:"}, "--log file:"},
+      {{"--store", ""}, "expected a path"},
   };
   for (const auto& row : rows) {
     Daemon daemon(m_directory, "wrong" + std::to_string(&row - rows));
@@ -61,8 +67,7 @@ TEST_F(DaemonTest, EndsWhereItCannotDoItsWork) {
   } rows[] = {
       {{"--store", "/proc/nothing"}, "the store in /proc/nothing can't be used"},
       {{"--audit", "/proc/nothing"}, "the audit file /proc/nothing"},
-      {{"--listen", "unix:relative"}, "unix:relative"},
-      {{"--listen", "tcp://192.0.2.1:1"}, "192.0.2.1"},
+      {{"--listen", "unix:/proc/nothing/s"}, "/proc/nothing/s"},
       {{"--log", "file:/proc/nothing"}, "--log file:/proc/nothing"},
   };
   for (const auto& row : rows) {
