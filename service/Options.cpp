@@ -167,7 +167,7 @@ constexpr std::array table = {
     Option{"max-unauthenticated", "N", "network connections before their greeting (64)",
            setLimit<&ipc::Limits::unauthenticated>},
     Option{"max-import", "CHARS", "characters of all imports under way (67108864)", setImportRoom},
-    Option{"max-listings", "BYTES", "bytes of all listings that wait to be taken (268435456)",
+    Option{"max-listings", "BYTES", "bytes of all listings and exports, until they are taken (536870912)",
            setAnswerRoom},
     Option{"frame-timeout", "TIME", "for a frame to arrive or be taken (10s)", setLimit<&ipc::Limits::frame>},
     Option{"handshake-timeout", "TIME", "for a greeting (5s)", setLimit<&ipc::Limits::handshake>},

@@ -11,8 +11,6 @@ using telegram::Request;
 
 // A listing of more than that is made on the thread for long reads.
 constexpr std::uint32_t shortListing = 512;
-// Texts of exports that may be on their way out at once, each of them in memory.
-constexpr int mostExports = 8;
 constexpr Code connectionAborted = 1236;
 
 enum class Kind : std::uint8_t { Read, Listing, Export, Change, Import };
@@ -55,33 +53,17 @@ Right neededFor(Request request) {
   return isChange(request) ? Right::Write : Right::Read;
 }
 
-// A place among the exports under way, held until its text is gone.
-class ExportPlace {
-public:
-  explicit ExportPlace(std::atomic<int>& count) : m_count(count), m_number(++count) {}
-  ~ExportPlace() { --m_count; }
-  ExportPlace(const ExportPlace&) = delete;
-  ExportPlace& operator=(const ExportPlace&) = delete;
-
-  bool IsFree() const { return m_number <= mostExports; }
-
-  std::u16string text;
-  std::size_t position = 0;
-
-private:
-  std::atomic<int>& m_count;
-  int m_number;
-};
-
 }  // namespace
 
 ParameterService::ParameterService(Settings settings, AuditLog& audit)
     : m_settings(std::move(settings)),
       m_audit(audit),
       m_imports(m_settings.importRoom),
+      m_answers(m_settings.answerRoom),
       m_writer(m_settings.space, audit) {}
 
 void ParameterService::Stop() {
+  m_answers.Close();
   m_writer.Stop();
 }
 
@@ -112,7 +94,7 @@ void ParameterService::serve(std::shared_ptr<ipc::Exchange> exchange) {
 void ParameterService::Serve(const Shared& exchange, Request request, Right right) {
   switch (operationOf(request).kind) {
     case Kind::Export:
-      m_worker.Do([this, exchange] { Export(exchange); });
+      m_worker.Do(ipc::userKey(exchange->peer()), [this, exchange] { Export(*exchange); });
       break;
     case Kind::Import:
       Import(exchange, request, right);
@@ -126,10 +108,15 @@ void ParameterService::Serve(const Shared& exchange, Request request, Right righ
 }
 
 void ParameterService::Read(const Shared& exchange, Request request) {
-  if (operationOf(request).kind == Kind::Listing && IsLong(*exchange, request)) {
-    m_worker.Do([this, exchange, request] { AnswerRead(*exchange, request); });
+  if (operationOf(request).kind != Kind::Listing) {
+    // Its memory stays with the thread, so that the read of a parameter asks for none.
+    thread_local Replies replies;
+    replies.Clear();
+    AnswerRead(*exchange, request, replies);
+  } else if (IsLong(*exchange, request)) {
+    m_worker.Do(ipc::userKey(exchange->peer()), [this, exchange, request] { List(*exchange, request); });
   } else {
-    AnswerRead(*exchange, request);
+    List(*exchange, request);
   }
 }
 
@@ -138,36 +125,31 @@ bool ParameterService::IsLong(const ipc::Exchange& exchange, Request request) {
   return countListed(ThreadTree(), fields, request) > shortListing;
 }
 
-void ParameterService::AnswerRead(ipc::Exchange& exchange, Request request) {
+void ParameterService::AnswerRead(ipc::Exchange& exchange, Request request, Replies& replies) {
   Fields fields(exchange.data());
-  thread_local Replies replies;
-  replies.Clear();
   const Code code = operationOf(request).read(ThreadTree(), fields, replies);
   if (code != accepted) {
     exchange.reject(code);
   } else if (replies.Count() == 1) {
     exchange.accept(replies.At(0));
-  } else if (auto held = Hold(replies.Size())) {
-    accept(exchange, std::exchange(replies, {}), std::move(held));
   } else {
-    exchange.reject(noRoom);
+    accept(exchange, std::exchange(replies, {}));
   }
 }
 
-// A share of the room for answers that their peers have still to take, which may take them long. Null where
-// there is none left.
-std::shared_ptr<void> ParameterService::Hold(std::size_t bytes) {
-  const auto release = [bytes](std::atomic<std::size_t>* held) { *held -= bytes; };
-  std::shared_ptr<void> share(&m_held, release);
-  return (m_held += bytes) <= m_settings.answerRoom ? share : nullptr;
+std::shared_ptr<AnswerRoom::Share> ParameterService::ShareFor(const ipc::Exchange& exchange) {
+  return std::make_shared<AnswerRoom::Share>(m_answers, ipc::userKey(exchange.peer()));
 }
 
-void ParameterService::Export(const Shared& exchange) {
-  const auto place = std::make_shared<ExportPlace>(m_exports);
-  if (!place->IsFree()) return exchange->reject(noRoom);
-  if (const Code code = exportText(ThreadTree(), place->text); code != accepted)
-    return exchange->reject(code);
-  exchange->acceptEach([place](ipc::Bytes& piece) { return takePiece(place->text, place->position, piece); });
+void ParameterService::List(ipc::Exchange& exchange, Request request) {
+  Replies replies(ShareFor(exchange));
+  AnswerRead(exchange, request, replies);
+}
+
+void ParameterService::Export(ipc::Exchange& exchange) {
+  const auto pieces = std::make_shared<TextPieces>(ShareFor(exchange));
+  if (const Code code = exportText(ThreadTree(), *pieces); code != accepted) return exchange.reject(code);
+  exchange.acceptEach([pieces](ipc::Bytes& piece) { return pieces->Take(piece); });
 }
 
 void ParameterService::Import(const Shared& exchange, Request request, Right right) {

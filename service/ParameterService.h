@@ -1,12 +1,12 @@
 // The parameter service: what stands behind SYSPARSERVICE.
 #pragma once
 
-#include <atomic>
 #include <cstddef>
 #include <memory>
 
 #include "platform/ipc/IpcServer.h"
 #include "service/Access.h"
+#include "service/AnswerRoom.h"
 #include "service/Audit.h"
 #include "service/ImportStages.h"
 #include "service/Reads.h"
@@ -19,7 +19,7 @@ struct Settings {
   UnicodeString space;  // the process space of the parameters named by topic and name
   AccessRules access;
   std::size_t importRoom = 64U << 20U;   // characters of all imports under way
-  std::size_t answerRoom = 256U << 20U;  // bytes of all listings that wait to be taken
+  std::size_t answerRoom = 512U << 20U;  // bytes of all listings and exports, until they are taken
 };
 
 // Serves all fifteen requests on the tree of the store that this process uses. Reads are answered on the
@@ -32,7 +32,8 @@ public:
   void serve(std::shared_ptr<ipc::Exchange> exchange) override;
   void ended(ipc::SessionId session) override;
 
-  // Refuses changes from now on, and returns when those taken are answered.
+  // Refuses changes and long reads from now on, those under way too, and returns when the changes that were
+  // taken are answered.
   void Stop();
 
 private:
@@ -40,21 +41,21 @@ private:
 
   void Serve(const Shared& exchange, telegram::Request request, Right right);
   void Read(const Shared& exchange, telegram::Request request);
-  void AnswerRead(ipc::Exchange& exchange, telegram::Request request);
+  void AnswerRead(ipc::Exchange& exchange, telegram::Request request, Replies& replies);
   bool IsLong(const ipc::Exchange& exchange, telegram::Request request);
-  void Export(const Shared& exchange);
+  void List(ipc::Exchange& exchange, telegram::Request request);
+  void Export(ipc::Exchange& exchange);
   void Import(const Shared& exchange, telegram::Request request, Right right);
   Code TakePiece(const ipc::Exchange& exchange, telegram::Request request, std::u16string& text);
   void Change(Pending pending, Right right);
   void Refuse(const Shared& exchange, telegram::Request request, Code code);
   Tree& ThreadTree();
-  std::shared_ptr<void> Hold(std::size_t bytes);
+  std::shared_ptr<AnswerRoom::Share> ShareFor(const ipc::Exchange& exchange);
 
   const Settings m_settings;
   AuditLog& m_audit;
   ImportStages m_imports;
-  std::atomic<int> m_exports{0};
-  std::atomic<std::size_t> m_held{0};  // bytes of listings
+  AnswerRoom m_answers;
   Writer m_writer;
   Worker m_worker;
 };

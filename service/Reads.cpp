@@ -1,7 +1,6 @@
 #include "service/Reads.h"
 
 #include <algorithm>
-#include <cstring>
 #include <string>
 
 #include "platform/registry/RegistryView.h"
@@ -12,8 +11,8 @@ namespace {
 
 namespace key = telegram::key;
 
-// Characters of one raw reply: what the client takes in one piece.
-constexpr std::size_t pieceLength = 8192 / sizeof(char16_t);
+// Bytes of one raw reply: what the client takes in one piece.
+constexpr std::size_t pieceBytes = 8192;
 
 std::size_t bytesOf(const UnicodeString& text) {
   return (static_cast<std::size_t>(text.GetLength()) + 1) * sizeof(char16_t);
@@ -29,14 +28,13 @@ Code describeChild(const UnicodeString& parent, const UnicodeString& name, Repli
   Node child;
   if (!child.Init(parent + u"\\" + name, false, false)) return child.GetRetCode();
   const auto mark = [&child](const char16_t* flag) { return static_cast<std::int16_t>(child.Has(flag)); };
-  const bool fits = replies.Add(bytesOf(name), [&](DfsBin& reply) {
+  return replies.Add(bytesOf(name), [&](DfsBin& reply) {
     telegram::add(reply, key::nodeName, name);
     telegram::add(reply, key::subNodeCnt, static_cast<std::int32_t>(child.GetSubNodeCnt()));
     telegram::add(reply, key::valueCnt, static_cast<std::int32_t>(child.GetValCnt()));
     telegram::add(reply, key::readOnly, mark(Spc::m_pREADONLY));
     telegram::add(reply, key::replicate, mark(Spc::m_pREPLICATE));
   });
-  return fits ? accepted : tooLarge;
 }
 
 struct Property {
@@ -45,7 +43,7 @@ struct Property {
   View value;
 };
 
-bool addProperty(Replies& replies, std::uint16_t nodeLetter, const Property& property) {
+Code addProperty(Replies& replies, std::uint16_t nodeLetter, const Property& property) {
   const auto size = static_cast<std::int32_t>(property.value.size());
   return replies.Add(bytesOf(property.name) + property.value.size(), [&](DfsBin& reply) {
     telegram::add(reply, key::propName, property.name);
@@ -79,10 +77,9 @@ Code readParameter(Tree& tree, Fields& fields, Replies& replies) {
   tree.Select(overrides);
   if (const Code code = form->read(tree, name, noErrMsg, value); code != accepted) return code;
   const View found(value);
-  const bool fits = replies.Add(found.size(), [found](DfsBin& reply) {
+  return replies.Add(found.size(), [found](DfsBin& reply) {
     telegram::add(reply, key::binary, found.data(), static_cast<std::int64_t>(found.size()));
   });
-  return fits ? accepted : tooLarge;
 }
 
 Code listNodes(Tree& tree, Fields& fields, Replies& replies) {
@@ -91,7 +88,6 @@ Code listNodes(Tree& tree, Fields& fields, Replies& replies) {
   const RegistryView moment;
   Node node;
   if (const Code code = openNode(tree, named, node); code != accepted) return code;
-  replies.Reserve(node.GetSubNodeCnt());
   UnicodeString name;
   while (node.GetNextSubNode(name)) {
     if (const Code code = describeChild(node.GetNodePath(), name, replies); code != accepted) return code;
@@ -106,14 +102,13 @@ Code listProperties(Tree& tree, Fields& fields, Replies& replies) {
   Node node;
   if (const Code code = openNode(tree, named, node); code != accepted) return code;
   const std::uint16_t nodeLetter = node.TypeLetter();
-  replies.Reserve(node.GetValCnt());
   Bytes room(node.GetMaxValDataLen() + 1);
   Property property;
   for (;;) {
     auto size = static_cast<std::uint32_t>(room.size());
     if (!node.GetNextVal(property.name, property.registryType, room.data(), size)) return node.GetRetCode();
     property.value = View(room.data(), size);
-    if (!addProperty(replies, nodeLetter, property)) return tooLarge;
+    if (const Code code = addProperty(replies, nodeLetter, property); code != accepted) return code;
   }
 }
 
@@ -125,9 +120,7 @@ std::uint32_t countListed(Tree& tree, Fields& fields, telegram::Request request)
 
 Code tellSpace(Tree& tree, Fields& /*fields*/, Replies& replies) {
   const UnicodeString& space = tree.GetPrcSpaceName();
-  const bool fits =
-      replies.Add(bytesOf(space), [&space](DfsBin& reply) { telegram::add(reply, key::prcSpace, space); });
-  return fits ? accepted : tooLarge;
+  return replies.Add(bytesOf(space), [&space](DfsBin& reply) { telegram::add(reply, key::prcSpace, space); });
 }
 
 Code tellVersion(Tree& /*tree*/, Fields& /*fields*/, Replies& replies) {
@@ -136,26 +129,41 @@ Code tellVersion(Tree& /*tree*/, Fields& /*fields*/, Replies& replies) {
   text.Format(u"%d.%d.%d", static_cast<std::int32_t>(version >> 24U),
               static_cast<std::int32_t>(version >> 16U & 0xFFU),
               static_cast<std::int32_t>(version & 0xFFFFU));
-  const bool fits =
-      replies.Add(bytesOf(text), [&text](DfsBin& reply) { telegram::add(reply, key::masterVersion, text); });
-  return fits ? accepted : tooLarge;
+  return replies.Add(bytesOf(text),
+                     [&text](DfsBin& reply) { telegram::add(reply, key::masterVersion, text); });
 }
 
-Code exportText(const Tree& tree, std::u16string& text) {
-  const auto keep = [&text](std::u16string_view piece) {
-    text += piece;
-    return true;
-  };
-  return regtext::exportTree(tree.GetRootName().View(), keep).status;
+Code TextPieces::Add(std::u16string_view text) {
+  View bytes(reinterpret_cast<const std::uint8_t*>(text.data()), text.size() * sizeof(char16_t));
+  while (!bytes.empty()) {
+    if (m_pieces.empty() || m_pieces.back().size() == pieceBytes) {
+      if (const Code code = m_share->Take(pieceBytes); code != accepted) return code;
+      m_pieces.emplace_back().reserve(pieceBytes);
+    }
+    Bytes& last = m_pieces.back();
+    const View head = bytes.first(std::min(bytes.size(), pieceBytes - last.size()));
+    last.insert(last.end(), head.begin(), head.end());
+    bytes = bytes.subspan(head.size());
+  }
+  return accepted;
 }
 
-bool takePiece(std::u16string_view text, std::size_t& position, Bytes& piece) {
-  const std::size_t length = std::min(pieceLength, text.size() - position);
-  if (length == 0) return false;
-  piece.resize(length * sizeof(char16_t));
-  std::memcpy(piece.data(), text.data() + position, piece.size());
-  position += length;
+bool TextPieces::Take(Bytes& piece) {
+  if (m_pieces.empty()) return false;
+  piece = std::move(m_pieces.front());
+  m_pieces.pop_front();
+  m_share->Give(pieceBytes);
   return true;
+}
+
+Code exportText(const Tree& tree, TextPieces& pieces) {
+  Code refusal = accepted;
+  const auto keep = [&](std::u16string_view text) {
+    refusal = pieces.Add(text);
+    return refusal == accepted;
+  };
+  const Code code = regtext::exportTree(tree.GetRootName().View(), keep).status;
+  return code == accepted ? refusal : code;
 }
 
 }  // namespace service

@@ -1,7 +1,8 @@
 // The requests that only read. Each answers from the tree with replies, or refuses with a code and none.
 #pragma once
 
-#include <functional>
+#include <deque>
+#include <memory>
 #include <string_view>
 
 #include "service/Telegrams.h"
@@ -23,10 +24,23 @@ Code tellVersion(Tree& tree, Fields& fields, Replies& replies);
 // 0 where that can't be told.
 std::uint32_t countListed(Tree& tree, Fields& fields, telegram::Request request);
 
-// Request 10: the whole tree as registry text.
-Code exportText(const Tree& tree, std::u16string& text);
-// The bytes of one of the raw replies that the text goes out in, at a position that moves on behind it;
-// false at the end.
-bool takePiece(std::u16string_view text, std::size_t& position, Bytes& piece);
+// A registry text in the raw replies that it goes out in. What they need is taken out of the share, and goes
+// back with each one that leaves.
+class TextPieces {
+public:
+  explicit TextPieces(std::shared_ptr<AnswerRoom::Share> share) : m_share(std::move(share)) {}
+
+  // Appends, or refuses with the share's code.
+  Code Add(std::u16string_view text);
+  // Takes the first piece out; false where there is none.
+  bool Take(Bytes& piece);
+
+private:
+  std::shared_ptr<AnswerRoom::Share> m_share;
+  std::deque<Bytes> m_pieces;
+};
+
+// Request 10: the whole tree as registry text, all as of one moment.
+Code exportText(const Tree& tree, TextPieces& pieces);
 
 }  // namespace service

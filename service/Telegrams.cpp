@@ -1,5 +1,6 @@
 #include "service/Telegrams.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace service {
@@ -62,14 +63,31 @@ void Replies::Clear() {
   m_ends.clear();
 }
 
-void accept(ipc::Exchange& exchange, Replies replies, std::shared_ptr<void> held) {
-  exchange.acceptEach(
-      [replies = std::move(replies), held = std::move(held), at = std::size_t{0}](Bytes& reply) mutable {
-        if (at == replies.Count()) return false;
-        const View next = replies.At(at++);
-        reply.assign(next.begin(), next.end());
-        return true;
-      });
+// Whoever counts the memory has to know of it before it is there.
+template <class Value>
+Code Replies::Grow(std::vector<Value>& values, std::size_t count) {
+  const std::size_t before = values.capacity();
+  if (values.size() + count <= before) return accepted;
+  const std::size_t after = std::max(values.size() + count, 2 * before);
+  const Code code = m_share->Take((after - before) * sizeof(Value));
+  if (code == accepted) values.reserve(after);
+  return code;
+}
+
+Code Replies::Provide(std::size_t bytes) {
+  if (!m_share) return accepted;
+  if (const Code code = m_share->Check(); code != accepted) return code;
+  const Code code = Grow(m_bytes, bytes);
+  return code == accepted ? Grow(m_ends, 1) : code;
+}
+
+void accept(ipc::Exchange& exchange, Replies replies) {
+  exchange.acceptEach([replies = std::move(replies), at = std::size_t{0}](Bytes& reply) mutable {
+    if (at == replies.Count()) return false;
+    const View next = replies.At(at++);
+    reply.assign(next.begin(), next.end());
+    return true;
+  });
 }
 
 }  // namespace service

@@ -8,6 +8,7 @@
 
 #include "platform/ipc/IpcServer.h"
 #include "platform/support/Dfs.h"
+#include "service/AnswerRoom.h"
 #include "service/Forms.h"
 #include "src/telegrams.h"
 
@@ -45,21 +46,25 @@ private:
 // What a handler answers with, in the order in which it goes out. All replies lie in one piece of memory.
 class Replies {
 public:
+  Replies() = default;
+  // Replies that may become many: their memory is taken out of the share, and goes back with the last copy.
+  explicit Replies(std::shared_ptr<AnswerRoom::Share> share) : m_share(std::move(share)) {}
+
   std::size_t Count() const { return m_ends.size(); }
   View At(std::size_t index) const {
     const std::size_t begin = index == 0 ? 0 : m_ends[index - 1];
     return View(m_bytes).subspan(begin, m_ends[index] - begin);
   }
-  std::size_t Size() const { return m_bytes.size(); }  // bytes of all
-  void Reserve(std::size_t count) { m_ends.reserve(count); }
   // Keeps the memory for the next answer, unless it is much.
   void Clear();
 
   // Appends a reply with the fields that the filler adds, which need no more than that many bytes of texts
-  // and values. False, with nothing appended, where that is more than a reply takes.
+  // and values. Refuses, with nothing appended, where that is more than a reply takes (234) or there is no
+  // room for it (1450, 1115).
   template <class Fill>
-  bool Add(std::size_t contents, const Fill& fill) {
-    if (contents + overhead > room) return false;
+  Code Add(std::size_t contents, const Fill& fill) {
+    if (contents + overhead > room) return tooLarge;
+    if (const Code code = Provide(contents + overhead); code != accepted) return code;
     const std::size_t begin = m_bytes.size();
     m_bytes.resize(begin + contents + overhead);
     DfsBin fields;
@@ -68,18 +73,24 @@ public:
     const bool fits = !fields.HasOverflow();
     m_bytes.resize(begin + (fits ? static_cast<std::size_t>(fields.GetDataSize()) : 0));
     if (fits) m_ends.push_back(m_bytes.size());
-    return fits;
+    return fits ? accepted : tooLarge;
   }
 
 private:
   static constexpr std::size_t room = (1U << 20U) - 256;  // what a frame takes, less its header
   static constexpr std::size_t overhead = 256;  // header, keys and counts of the fields of any reply
 
+  Code Provide(std::size_t bytes);
+  template <class Value>
+  Code Grow(std::vector<Value>& values, std::size_t count);
+
+  // First, so that memory is given back when it is free.
+  std::shared_ptr<AnswerRoom::Share> m_share;
   Bytes m_bytes;
   std::vector<std::size_t> m_ends;
 };
 
-// Answers with the verdict "done" and the replies; what is held is let go with the last of them.
-void accept(ipc::Exchange& exchange, Replies replies, std::shared_ptr<void> held = {});
+// Answers with the verdict "done" and the replies.
+void accept(ipc::Exchange& exchange, Replies replies);
 
 }  // namespace service

@@ -32,12 +32,27 @@ Worker::~Worker() {
   m_thread.join();
 }
 
-void Worker::Do(Job job) {
+void Worker::Do(const std::string& peer, Job job) {
   {
     const std::lock_guard lock(m_mutex);
-    m_jobs.push_back(std::move(job));
+    std::deque<Job>& own = m_jobs[peer];
+    if (own.empty()) m_turns.push_back(peer);
+    own.push_back(std::move(job));
   }
   m_arrived.notify_one();
+}
+
+Worker::Job Worker::TakeJob() {
+  const auto entry = m_jobs.find(m_turns.front());
+  Job job = std::move(entry->second.front());
+  entry->second.pop_front();
+  if (entry->second.empty()) {
+    m_jobs.erase(entry);
+  } else {
+    m_turns.push_back(m_turns.front());
+  }
+  m_turns.pop_front();
+  return job;
 }
 
 void Worker::Run() {
@@ -45,8 +60,7 @@ void Worker::Run() {
   for (;;) {
     m_arrived.wait(lock, [this] { return m_isStopping || !m_jobs.empty(); });
     if (m_isStopping) return;
-    Job job = std::move(m_jobs.front());
-    m_jobs.pop_front();
+    Job job = TakeJob();
     lock.unlock();
     runJob(std::move(job));
     lock.lock();

@@ -4,12 +4,15 @@
 #include <condition_variable>
 #include <deque>
 #include <functional>
+#include <map>
 #include <mutex>
+#include <string>
 #include <thread>
 
 namespace service {
 
-// Runs jobs one after the other. Any thread may hand it one.
+// Runs jobs one after the other, of each peer in their order, and one of each peer in turn: who asks for much
+// waits for it alone. Any thread may hand it one.
 class Worker {
 public:
   using Job = std::function<void()>;
@@ -20,14 +23,18 @@ public:
   Worker(const Worker&) = delete;
   Worker& operator=(const Worker&) = delete;
 
-  void Do(Job job);
+  // The peer by the name that its connections are counted by.
+  void Do(const std::string& peer, Job job);
 
 private:
   void Run();
+  Job TakeJob();
 
   std::mutex m_mutex;
   std::condition_variable m_arrived;
-  std::deque<Job> m_jobs;  // guarded by the mutex, as the next
+  std::map<std::string, std::deque<Job>>
+      m_jobs;                       // by peer, none without any; guarded by the mutex, as the next
+  std::deque<std::string> m_turns;  // the peers of these jobs
   bool m_isStopping = false;
   std::thread m_thread;
 };

@@ -19,7 +19,4 @@ std::optional<Peer> identify(int descriptor, Endpoint::Kind kind);
 // there is none, or one with a zero in it.
 std::string certificateName(const SSL* ssl);
 
-// The name under which the peer's connections are counted.
-std::string userKey(const Peer& peer);
-
 }  // namespace ipc

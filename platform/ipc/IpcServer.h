@@ -31,6 +31,10 @@ struct Peer {
   std::string address;  // for people: "unix", "192.0.2.7:41234", "[2001:db8::7]:41234"
 };
 
+// The name under which a peer's connections are counted: the same for all of a Unix user, of a certificate's
+// name, of the loopback.
+std::string userKey(const Peer& peer);
+
 // One connection; numbers are never used twice in the life of a process.
 using SessionId = std::uint64_t;
 

@@ -6,6 +6,7 @@
 #include "platform/ipc/IpcClient.h"
 #include "platform/registry/RegistryTransaction.h"
 #include "platform/support/Utf.h"
+#include "service/AnswerRoom.h"
 #include "src/telegrams.h"
 #include "tests/service/ServiceTest.h"
 
@@ -178,6 +179,25 @@ TEST_F(RequestsTest, ListsMoreNodesThanOneThreadShallWaitFor) {
   EXPECT_EQ(nodes->size(), 600U);
 }
 
+TEST(AnswerRoomTest, IsSharedOutByPeer) {
+  service::AnswerRoom room(300);
+  service::AnswerRoom::Share one(room, "a");
+  service::AnswerRoom::Share other(room, "b");
+  {
+    service::AnswerRoom::Share another(room, "a");
+    EXPECT_EQ(another.Take(151), 1450);
+    EXPECT_EQ(another.Take(100), 0);
+    EXPECT_EQ(one.Take(51), 1450);
+    EXPECT_EQ(other.Take(100), 0);
+    EXPECT_EQ(other.Take(1), 1450);
+  }
+  EXPECT_EQ(other.Take(50), 0);
+  other.Give(150);
+  EXPECT_EQ(one.Take(150), 0);
+  room.Close();
+  EXPECT_EQ(one.Take(0), 1115);
+}
+
 class SmallListingsTest : public RequestsTest {
 protected:
   SmallListingsTest() : RequestsTest({"--max-listings", "20000"}) {}
@@ -192,6 +212,9 @@ TEST_F(SmallListingsTest, ShareTheRoomThatThereIs) {
   for (int i = 0; i < 100; ++i) {
     ASSERT_TRUE(m_client->GetProperties(pathOf(u"T", u"0"), &code)) << code;
     EXPECT_FALSE(m_client->GetChildNodes(pathOf(u"T"), &code));
+    EXPECT_EQ(code, 1450U);
+    UnicodeString text;
+    EXPECT_FALSE(m_client->GetSpRegExport(text, &code));
     EXPECT_EQ(code, 1450U);
     ASSERT_TRUE(m_client->GetChildNodes(root, &code)) << code;
   }
