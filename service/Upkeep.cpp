@@ -2,8 +2,11 @@
 
 #include <algorithm>
 #include <array>
+#include <condition_variable>
 #include <ctime>
+#include <exception>
 #include <filesystem>
+#include <mutex>
 #include <optional>
 #include <string_view>
 #include <vector>
@@ -46,8 +49,8 @@ std::optional<Clock::time_point> timeOf(const std::string& name) {
 std::vector<std::string> snapshotsIn(const fs::path& directory, std::string_view ending = {}) {
   std::vector<std::string> names;
   std::error_code error;
-  for (const fs::directory_entry& entry : fs::directory_iterator(directory, error)) {
-    std::string name = entry.path().filename().string();
+  for (fs::directory_iterator at(directory, error), end; !error && at != end; at.increment(error)) {
+    std::string name = at->path().filename().string();
     if (name.ends_with(ending) && timeOf(name.substr(0, name.size() - ending.size()))) {
       names.push_back(std::move(name));
     }
@@ -64,46 +67,86 @@ void clearReaders() {
 
 }  // namespace
 
-Upkeep::Upkeep(SnapshotPlan plan) : m_plan(std::move(plan)), m_thread([this] { Run(); }) {}
+// What the thread works on.
+class Upkeep::Work {
+public:
+  explicit Work(SnapshotPlan plan) : m_plan(std::move(plan)) {}
 
-Upkeep::~Upkeep() {
-  {
-    const std::lock_guard lock(m_mutex);
-    m_isEnding = true;
-  }
+  void Run();
+  // Whether the thread ends by itself; else a copy is being made, and is taken away.
+  bool End();
+
+private:
+  // Between two of these steps, and while it waits, the thread can be ended.
+  void Do(void (Work::*step)());
+  void EveryMinute();
+  void MakeSnapshot();
+  bool SetMaking(const fs::path& making);
+  Clock::time_point FirstSnapshot() const;
+
+  const SnapshotPlan m_plan;
+  std::mutex m_mutex;
+  std::condition_variable m_end;
+  bool m_isEnding = false;  // guarded by the mutex, as the next
+  fs::path m_making;        // where a copy is being made; empty where none is
+};
+
+bool Upkeep::Work::End() {
+  const std::lock_guard lock(m_mutex);
+  m_isEnding = true;
   m_end.notify_one();
-  m_thread.join();
+  if (m_making.empty()) return true;
+  std::error_code ignored;
+  fs::remove_all(m_making, ignored);
+  return false;
 }
 
-void Upkeep::Run() {
-  constexpr std::chrono::minutes readersEvery{1};
-  auto nextReaders = Clock::now();
-  auto nextSnapshot = Clock::time_point::max();
-  if (!m_plan.directory.empty()) {
-    const auto names = snapshotsIn(m_plan.directory);
-    const auto now = Clock::now();
-    nextSnapshot = names.empty() ? now : *timeOf(names.back()) + m_plan.every;
-    // One of the future was made under a wrong clock.
-    if (nextSnapshot > now + m_plan.every) nextSnapshot = now;
-  }
+// False where the end has come before.
+bool Upkeep::Work::SetMaking(const fs::path& making) {
+  const std::lock_guard lock(m_mutex);
+  if (!m_isEnding) m_making = making;
+  return !m_isEnding;
+}
+
+Clock::time_point Upkeep::Work::FirstSnapshot() const {
+  if (m_plan.directory.empty()) return Clock::time_point::max();
+  const auto names = snapshotsIn(m_plan.directory);
+  const auto now = Clock::now();
+  const auto next = names.empty() ? now : *timeOf(names.back()) + m_plan.every;
+  // One of the future was made under a wrong clock.
+  return next > now + m_plan.every ? now : next;
+}
+
+void Upkeep::Work::Run() {
+  constexpr std::chrono::minutes minute{1};
+  auto nextMinute = Clock::now();
+  auto nextSnapshot = FirstSnapshot();
   std::unique_lock lock(m_mutex);
-  for (;;) {
-    if (m_end.wait_until(lock, std::min(nextReaders, nextSnapshot), [this] { return m_isEnding; })) return;
+  while (!m_end.wait_until(lock, std::min(nextMinute, nextSnapshot), [this] { return m_isEnding; })) {
     lock.unlock();
-    if (Clock::now() >= nextReaders) {
-      clearReaders();
-      nextReaders = Clock::now() + readersEvery;
+    if (Clock::now() >= nextMinute) {
+      Do(&Work::EveryMinute);
+      nextMinute = Clock::now() + minute;
     }
     if (Clock::now() >= nextSnapshot) {
-      MakeSnapshot();
+      Do(&Work::MakeSnapshot);
       nextSnapshot = Clock::now() + m_plan.every;
     }
     lock.lock();
   }
 }
 
+// What fails here, for want of memory or by a directory that can't be read on, ends no daemon.
+void Upkeep::Work::Do(void (Work::*step)()) try { (this->*step)(); } catch (const std::exception& problem) {
+  warn(u"The care of the store failed", problem.what());
+}
+
+void Upkeep::Work::EveryMinute() {
+  clearReaders();
+}
+
 // Under its final name there is only a whole copy.
-void Upkeep::MakeSnapshot() const {
+void Upkeep::Work::MakeSnapshot() {
   const fs::path target = fs::path(m_plan.directory) / nameFor(Clock::now());
   const fs::path making = target.string() + unfinished;
   std::error_code error;
@@ -112,17 +155,41 @@ void Upkeep::MakeSnapshot() const {
   for (const std::string& name : snapshotsIn(m_plan.directory, unfinished)) {
     fs::remove_all(fs::path(m_plan.directory) / name, error);
   }
+  if (!SetMaking(making)) return;
   const LSTATUS status = registry::copyStore(making.string());
+  if (!SetMaking({})) return;
   if (status == 0) fs::rename(making, target, error);
   if (status != 0 || error) {
     warn(u"No snapshot could be made",
          target.string() + ", error " + std::to_string(status) + ' ' + error.message());
+    // Half a copy would keep a disk full that it filled.
+    fs::remove_all(making, error);
     return;
   }
   auto names = snapshotsIn(m_plan.directory);
   for (std::size_t at = 0; at + m_plan.kept < names.size(); ++at) {
     fs::remove_all(fs::path(m_plan.directory) / names[at], error);
   }
+}
+
+Upkeep::Upkeep(SnapshotPlan plan)
+    : m_work(std::make_shared<Work>(std::move(plan))), m_thread([work = m_work] { work->Run(); }) {}
+
+Upkeep::~Upkeep() {
+  if (!m_thread.joinable()) return;
+  m_work->End();
+  m_thread.join();
+}
+
+bool Upkeep::Stop() {
+  if (!m_thread.joinable()) return true;
+  const bool ends = m_work->End();
+  if (ends) {
+    m_thread.join();
+  } else {
+    m_thread.detach();
+  }
+  return ends;
 }
 
 }  // namespace service

@@ -2,9 +2,8 @@
 #pragma once
 
 #include <chrono>
-#include <condition_variable>
 #include <cstdint>
-#include <mutex>
+#include <memory>
 #include <string>
 #include <thread>
 
@@ -28,14 +27,14 @@ public:
   Upkeep(const Upkeep&) = delete;
   Upkeep& operator=(const Upkeep&) = delete;
 
-private:
-  void Run();
-  void MakeSnapshot() const;
+  // Returns when nothing is being done any more, and true; or, at once, false where a copy is being made,
+  // which can take minutes and which only the end of the process ends. What there is of that copy is removed.
+  // The process must then end without running what it has for its end (std::_Exit): the copy reads the store.
+  bool Stop();
 
-  const SnapshotPlan m_plan;
-  std::mutex m_mutex;
-  std::condition_variable m_end;
-  bool m_isEnding = false;  // guarded by the mutex
+private:
+  class Work;
+  const std::shared_ptr<Work> m_work;  // shared with the thread, which may outlive this
   std::thread m_thread;
 };
 

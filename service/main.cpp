@@ -126,7 +126,8 @@ void waitForEnd(const sigset_t& signals, service::AuditLog& audit, ipc::IpcServe
   }
 }
 
-void run(const Options& options) {
+// False where the process has to end at once, since a copy of the store is still being made.
+bool run(const Options& options) {
   const sigset_t signals = blockSignals();
   raiseFileLimit();
   openLog(options);
@@ -135,19 +136,21 @@ void run(const Options& options) {
   if (!audit.Open()) throw StartError("the audit file " + auditPath(options) + ": " + std::strerror(errno));
 
   service::ParameterService parameters(options.settings, audit);
-  const service::Upkeep upkeep({options.snapshotDirectory, options.snapshotEvery, options.snapshotsKept});
   ipc::IpcServer server(options.limits, options.threads);
   server.addService(telegram::serviceNumber, parameters);
   openEndpoints(server, options);
   server.start();
+  service::Upkeep upkeep({options.snapshotDirectory, options.snapshotEvery, options.snapshotsKept});
   announce(server);
   waitForEnd(signals, audit, server, options);
   service::notifyManager("STOPPING=1");
   // Changes under way have the writer until each is answered or the time for it is up.
   server.stop();
   parameters.Stop();
+  const bool isDone = upkeep.Stop();
   _DbgSetLine(u"service\\main", __LINE__, u'I');
   _DbgOut(u"Ended");
+  return isDone;
 }
 
 int start(int count, char** arguments) {
@@ -164,7 +167,7 @@ int start(int count, char** arguments) {
       (void)std::fprintf(stderr, "spsd: %s\nspsd: usage: spsd --help\n", options.problem.c_str());
       return wrongUsage;
     default:
-      run(options);
+      if (!run(options)) std::_Exit(EXIT_SUCCESS);
       return EXIT_SUCCESS;
   }
 }
