@@ -173,6 +173,7 @@ std::string auditLine(const Deed& deed, const ipc::Peer& peer, Code verdict) {
   if (deed.messageId) line.Number("msid", *deed.messageId);
   if (deed.characters) line.Number("characters", static_cast<std::int64_t>(*deed.characters));
   if (!deed.outcome.empty()) line.Text("outcome", deed.outcome);
+  if (deed.omitted) line.Number("omitted", *deed.omitted);
   line.Number("code", verdict);
   return line.Take();
 }
@@ -203,8 +204,16 @@ bool AuditLog::Open() {
 
 bool AuditLog::Append(std::string_view lines) {
   const CCS lock(m_lock);
-  if (m_path.empty()) return true;
-  if (m_waiting.size() > mostWaiting) return false;
+  return Keep(lines);
+}
+
+bool AuditLog::AppendRefused(std::string_view lines) {
+  const CCS lock(m_lock);
+  return m_waiting.size() <= mostWaiting && Keep(lines);
+}
+
+bool AuditLog::Keep(std::string_view lines) {
+  if (m_path.empty() || lines.empty()) return true;
   m_waiting += lines;
   return Flush();
 }
@@ -215,9 +224,13 @@ bool AuditLog::IsReady() {
 }
 
 bool AuditLog::Flush() {
-  const ssize_t written = ::write(m_file, m_waiting.data() + m_sent, m_waiting.size() - m_sent);
-  const int reason = written < 0 ? errno : ENOSPC;
-  if (written > 0) m_sent += static_cast<std::size_t>(written);
+  int reason = 0;
+  while (reason == 0 && m_sent < m_waiting.size()) {
+    const ssize_t written = ::write(m_file, m_waiting.data() + m_sent, m_waiting.size() - m_sent);
+    if (written > 0) m_sent += static_cast<std::size_t>(written);
+    if (written == 0) reason = ENOSPC;
+    if (written < 0 && errno != EINTR) reason = errno;
+  }
   const std::size_t lineEnd = m_sent == 0 ? std::string::npos : m_waiting.rfind('\n', m_sent - 1);
   if (lineEnd != std::string::npos) {
     m_waiting.erase(0, lineEnd + 1);

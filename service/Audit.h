@@ -31,6 +31,9 @@ struct Deed {
   // An import: how long the text is, what it did, what was wrong with it.
   std::optional<std::size_t> characters;
   std::string outcome;
+
+  // How many refusals of the peer have no line of their own.
+  std::optional<std::int64_t> omitted;
 };
 
 // One line of the trail, with the time of the call.
@@ -50,13 +53,16 @@ public:
   // in use stays.
   bool Open();
   // Appends lines. False where the file takes no more (the disk is full): what is left waits and goes out
-  // with the next call that succeeds, or in the end, unless too much waits already.
+  // with the next call that succeeds, or in the end.
   bool Append(std::string_view lines);
+  // The same for lines of which none tells of a change that was made: they are left out where much waits.
+  bool AppendRefused(std::string_view lines);
   // Tries to write what waits; false where something still does. Nothing is to be changed then, or it
   // would leave no trace.
   bool IsReady();
 
 private:
+  bool Keep(std::string_view lines) SPS_REQUIRES(m_lock);
   bool Flush() SPS_REQUIRES(m_lock);
 
   const std::string m_path;

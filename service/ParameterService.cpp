@@ -65,6 +65,11 @@ ParameterService::ParameterService(Settings settings, AuditLog& audit)
 void ParameterService::Stop() {
   m_answers.Close();
   m_writer.Stop();
+  EveryMinute();
+}
+
+void ParameterService::EveryMinute() {
+  m_audit.Append(m_refusals.TakeOmitted());
 }
 
 Tree& ParameterService::ThreadTree() {
@@ -197,11 +202,11 @@ void ParameterService::Change(Pending pending, Right right) {
 
 // What goes no further than here. A change is read all the same, for the trail.
 void ParameterService::Refuse(const Shared& exchange, Request request, Code code) {
-  if (isChange(request)) {
+  if (isChange(request) && m_refusals.Admit(exchange->peer(), code)) {
     const auto change = makeChange(request, exchange->data());
     Deed deed = change ? std::move(change->deed) : Deed{};
     deed.operation = operationOf(request).name;
-    m_audit.Append(auditLine(deed, exchange->peer(), code));
+    m_audit.AppendRefused(auditLine(deed, exchange->peer(), code));
   }
   exchange->reject(code);
 }
@@ -213,7 +218,7 @@ void ParameterService::ended(ipc::SessionId session) {
   deed.operation = operationOf(Request::ImportEnd).name;
   deed.characters = dropped->characters;
   deed.outcome = "dropped with its connection";
-  m_audit.Append(auditLine(deed, dropped->peer, connectionAborted));
+  m_audit.AppendRefused(auditLine(deed, dropped->peer, connectionAborted));
 }
 
 }  // namespace service

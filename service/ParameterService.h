@@ -10,6 +10,7 @@
 #include "service/Audit.h"
 #include "service/ImportStages.h"
 #include "service/Reads.h"
+#include "service/Refusals.h"
 #include "service/Worker.h"
 #include "service/Writer.h"
 
@@ -35,6 +36,8 @@ public:
   // Refuses changes and long reads from now on, those under way too, and returns when the changes that were
   // taken are answered.
   void Stop();
+  // What is due once a minute: lines of refusals that were only counted. Any thread.
+  void EveryMinute();
 
 private:
   using Shared = std::shared_ptr<ipc::Exchange>;
@@ -54,6 +57,7 @@ private:
 
   const Settings m_settings;
   AuditLog& m_audit;
+  Refusals m_refusals;
   ImportStages m_imports;
   AnswerRoom m_answers;
   Writer m_writer;

@@ -70,7 +70,8 @@ void clearReaders() {
 // What the thread works on.
 class Upkeep::Work {
 public:
-  explicit Work(SnapshotPlan plan) : m_plan(std::move(plan)) {}
+  Work(SnapshotPlan plan, std::function<void()> everyMinute)
+      : m_plan(std::move(plan)), m_everyMinute(std::move(everyMinute)) {}
 
   void Run();
   // Whether the thread ends by itself; else a copy is being made, and is taken away.
@@ -85,6 +86,7 @@ private:
   Clock::time_point FirstSnapshot() const;
 
   const SnapshotPlan m_plan;
+  const std::function<void()> m_everyMinute;
   std::mutex m_mutex;
   std::condition_variable m_end;
   bool m_isEnding = false;  // guarded by the mutex, as the next
@@ -143,6 +145,7 @@ void Upkeep::Work::Do(void (Work::*step)()) try { (this->*step)(); } catch (cons
 
 void Upkeep::Work::EveryMinute() {
   clearReaders();
+  m_everyMinute();
 }
 
 // Under its final name there is only a whole copy.
@@ -172,8 +175,9 @@ void Upkeep::Work::MakeSnapshot() {
   }
 }
 
-Upkeep::Upkeep(SnapshotPlan plan)
-    : m_work(std::make_shared<Work>(std::move(plan))), m_thread([work = m_work] { work->Run(); }) {}
+Upkeep::Upkeep(SnapshotPlan plan, std::function<void()> everyMinute)
+    : m_work(std::make_shared<Work>(std::move(plan), std::move(everyMinute))),
+      m_thread([work = m_work] { work->Run(); }) {}
 
 Upkeep::~Upkeep() {
   if (!m_thread.joinable()) return;

@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <thread>
@@ -21,7 +22,8 @@ struct SnapshotPlan {
 // and tried again at the next time.
 class Upkeep {
 public:
-  explicit Upkeep(SnapshotPlan plan);
+  // Calls everyMinute, too, from its thread.
+  Upkeep(SnapshotPlan plan, std::function<void()> everyMinute);
   // Waits for what is being done.
   ~Upkeep();
   Upkeep(const Upkeep&) = delete;

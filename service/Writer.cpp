@@ -129,10 +129,12 @@ Code Writer::Apply(Change& change) {
 
 void Writer::Record(std::span<Pending> group) {
   std::string lines;
+  bool isMade = false;
   for (const Pending& pending : group) {
     lines += auditLine(pending.change->deed, pending.exchange->peer(), pending.verdict);
+    isMade = isMade || pending.verdict == accepted;
   }
-  if (m_audit.Append(lines)) return;
+  if (isMade ? m_audit.Append(lines) : m_audit.AppendRefused(lines)) return;
   // They are made and may be written down later, but nobody is told that all is well.
   for (Pending& pending : group) {
     if (pending.verdict == accepted) pending.verdict = noTrail;

@@ -140,7 +140,8 @@ bool run(const Options& options) {
   server.addService(telegram::serviceNumber, parameters);
   openEndpoints(server, options);
   server.start();
-  service::Upkeep upkeep({options.snapshotDirectory, options.snapshotEvery, options.snapshotsKept});
+  service::Upkeep upkeep({options.snapshotDirectory, options.snapshotEvery, options.snapshotsKept},
+                         [&parameters] { parameters.EveryMinute(); });
   announce(server);
   waitForEnd(signals, audit, server, options);
   service::notifyManager("STOPPING=1");

@@ -145,6 +145,25 @@ TEST_F(PiecesTest, MustComeInOrderAndWhole) {
   EXPECT_TRUE(Exists(pathOf(u"T", u"P")));
 }
 
+TEST_F(PiecesTest, RefusedOverAndOverLeaveRoomInTheTrail) {
+  Make(u"T", u"P", u'I');
+  for (int i = 0; i < 150; ++i) ASSERT_EQ(End(), 87);
+  EXPECT_EQ(WriteNumber(u"T", u"P", 1), 0U);
+  EXPECT_EQ(m_daemon.Stop(), 0);
+  // What is left out is told once a minute; the first minute may have ended in between.
+  std::int64_t refused = 0;
+  std::size_t made = 0;
+  const auto audit = Audit();
+  for (const Json& entry : audit) {
+    if (entry["code"].Text() == "0") ++made;
+    if (entry["code"].Text() == "87")
+      refused += entry.Has("omitted") ? std::stoll(entry["omitted"].Text()) : 1;
+  }
+  EXPECT_EQ(made, 1U);
+  EXPECT_EQ(refused, 150);
+  EXPECT_LT(audit.size(), 151U);
+}
+
 TEST_F(PiecesTest, OfANewTextTakeThePlaceOfAnOldOne) {
   EXPECT_EQ(First(u"an old text", 1000), 0);
   EXPECT_EQ(First(m_text, m_text.size()), 0);
