@@ -231,17 +231,20 @@ service::Settings settings() {
   return made;
 }
 
-// The tree as text.
-std::u16string treeText() {
-  std::u16string text;
-  require(service::exportText(service::Tree(u"Default"), text) == 0);
+// The tree as text, in the bytes that would be sent.
+ipc::Bytes treeText() {
+  service::AnswerRoom room(std::size_t{1} << 30U);
+  service::TextPieces pieces(std::make_shared<service::AnswerRoom::Share>(room, "fuzzer"));
+  require(service::exportText(service::Tree(u"Default"), pieces) == 0);
+  ipc::Bytes text;
+  for (ipc::Bytes piece; pieces.Take(piece);) text.insert(text.end(), piece.begin(), piece.end());
   return text;
 }
 
 // The code of the answer. A refusal leaves the tree as it was.
 std::int32_t ask(service::ParameterService& service, std::int32_t number, const ipc::Peer& peer,
                  ipc::Bytes telegram) {
-  const std::u16string before = treeText();
+  const ipc::Bytes before = treeText();
   const auto asked = std::make_shared<Asked>(number, peer, std::move(telegram));
   service.serve(asked);
   const std::int32_t code = asked->Await();

@@ -90,7 +90,7 @@ void SpSrvClnt::TakeConnection(const SpSrvClnt& source) {
   if (source.m_hasBuffer) NewBuffer();
   // What the connection does not take over from another, the service's number, is said again.
   if (source.IsOpen() && Open(m_serverName, conModeRequest)) SetService(telegram::serviceNumber);
-  m_lastError = source.m_lastError;
+  m_lastError = source.m_lastError.load();
 }
 
 bool SpSrvClnt::Init(const char16_t* server) {
@@ -155,9 +155,10 @@ const DfsBin* SpSrvClnt::Receive() {
 
 // The code of a rejection is told without the service's base; what a connection left that is gone, as it is.
 bool SpSrvClnt::Translate(std::uint32_t* err) {
-  m_lastError = IpcBase::GetLastError();
-  const bool isRejection = IsOpen() && m_lastError >= ipc::serviceErrors;
-  if (err) *err = static_cast<std::uint32_t>(isRejection ? m_lastError - ipc::serviceErrors : m_lastError);
+  const std::int32_t code = IpcBase::GetLastError();
+  m_lastError = code;
+  const bool isRejection = IsOpen() && code >= ipc::serviceErrors;
+  if (err) *err = static_cast<std::uint32_t>(isRejection ? code - ipc::serviceErrors : code);
   return false;
 }
 

@@ -113,7 +113,7 @@ private:
   std::unique_ptr<std::uint8_t[]> m_requestBuffer;  // null until Init
 
   UnicodeString m_serverName;  // as Init was given it
-  std::int32_t m_lastError = 0;
+  std::atomic<std::int32_t> m_lastError{0};
   UnicodeString m_curMachine;
   UnicodeString m_userLogged;
   UnicodeString m_curApplication;
