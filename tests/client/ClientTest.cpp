@@ -49,6 +49,58 @@ std::string nodeTrace(int level, const std::string& text) {
   return std::to_string(level) + R"(|SPC-RgNode|src\RgNode|)" + text;
 }
 
+std::string reported(std::int32_t code, const std::string& name) {
+  const auto of = [&](const char* text) { return "Parameter \"" + name + "\": " + text; };
+  switch (code) {
+    case 1:
+      return plain('E', "The root node is not specified!");
+    case 2:
+      return plain('W', "Node or parameter value name cannot be found!");
+    case 3:
+      return plain('E', "The process space node is not specified!");
+    case 4:
+      return plain('E', "The topic node is not specified!");
+    case 5:
+      return plain('E', "The parameter node is not specified!");
+    case 6:
+      return plain('E', of("Invalid registry key handle!"));
+    case 7:
+      return plain('W', of("Invalid override type detected!"));
+    case 8:
+      return back(1, "Override " + of("The override <workstation> is not specified!"));
+    case 9:
+      return back(1, "Override " + of("The override <user> is not specified!"));
+    case 10:
+      return back(1, "Override " + of("The override <process instance> is not specified!"));
+    case 11:
+      return plain('W', of("The parameter node cannot be found!"));
+    case 12:
+      return plain('W', of("The parameter value cannot be found!"));
+    case 13:
+      return plain('E', of("The parameter data type is not specified!"));
+    case 14:
+      return back(1, of("The override doesn't exist, so it is created!"));
+    case 15:
+      return plain('E', of("The parameter is readonly and not allowed to be changed!"));
+    case 16:
+      return plain('E', of("Invalid data type!"));
+    case 19:
+      return plain('E', of("Local access disabled without being connected to any master!"));
+    case 20:
+      return plain('W', "Not connected to any master!");
+    case 21:
+      return plain('W', "Topic \"" + name + "\": The topic node cannot be found!");
+    case 161:
+      return plain('E', "Invalid path specification!");
+    case 234:
+      return plain('E', of("The parameter value buffer size is too small!"));
+    case 250:
+      return plain('W', of("The parameter attribute cannot be found!"));
+    default:
+      return plain('E', "Invalid error code: " + std::to_string(code));
+  }
+}
+
 std::string openFailed(const std::string& path) {
   return nodeTrace(1, " Open node for " + path + " failed");
 }
@@ -56,9 +108,6 @@ std::string openFailed(const std::string& path) {
 std::u16string keyPath(const std::u16string& topic, const std::u16string& par) {
   return u"HKEY_LOCAL_MACHINE\\Software\\Velor\\SPS\\Default\\" + topic + u"\\" + par;
 }
-
-const std::string nameOfP = R"(Software\Velor\SPS\Default\T\P)";
-const std::string pathOfP = R"(HKEY_LOCAL_MACHINE\)" + nameOfP;
 
 Par::Par(const char16_t* topic, const char16_t* par, char16_t letter) {
   EXPECT_TRUE(m_node.Init(keyPath(topic, par).c_str(), true, false));

@@ -33,13 +33,22 @@ private:
 std::string plain(char level, const std::string& text);
 std::string back(int level, const std::string& text);
 std::string nodeTrace(int level, const std::string& text);
+// The line of one of the parameter client's codes, about what has that name.
+std::string reported(std::int32_t code, const std::string& name);
 // What the failed open of a parameter's key leaves.
 std::string openFailed(const std::string& path);
 
 // The key path of a parameter in the process space "Default", and the same below the hive.
 std::u16string keyPath(const std::u16string& topic, const std::u16string& par);
-extern const std::string pathOfP;  // topic "T", parameter "P"
-extern const std::string nameOfP;
+// Those of topic "T", parameter "P".
+inline const std::string nameOfP = R"(Software\Velor\SPS\Default\T\P)";
+inline const std::string pathOfP = R"(HKEY_LOCAL_MACHINE\)" + nameOfP;
+inline const std::string typeOfP = pathOfP + R"(\@type)";
+inline const std::string noNode = reported(11, pathOfP);
+inline const std::string tooLarge = reported(234, pathOfP);
+inline const std::string otherType = reported(16, typeOfP);
+inline const std::string noType = reported(250, typeOfP);
+inline const std::string noLocalAccess = reported(19, "P");
 
 // An RgNode whose protected parts are open.
 class OpenNode : public RgNode {
@@ -71,6 +80,12 @@ public:
   using Spc::SetRemotePar;
   using Spc::SetRemoteParAttr;
   using Spc::Spc;
+};
+
+// One whose root lies in no hive.
+class Elsewhere : public OpenSpc {
+public:
+  Elsewhere() { m_root = u"NOWHERE"; }
 };
 
 // A parameter's key, made by the constructor with "@type".

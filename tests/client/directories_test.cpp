@@ -7,7 +7,7 @@ using testing::IsEmpty;
 
 namespace {
 
-const std::string notFound = plain('W', "Node or parameter value name cannot be found!");
+const std::string notFound = reported(2, "");
 
 std::string pathOf(const std::string& par) {
   return R"(HKEY_LOCAL_MACHINE\Software\Velor\SPS\Default\Global\)" + par;
@@ -18,15 +18,10 @@ TEST_F(ClientTest, EachDirectoryHasItsParameter) {
   const struct {
     Read read;
     const char16_t* par;
-    const char16_t* constant;
-  } cases[] = {{&Spc::GetRootDir, u"PS_ROOT_DIR", Spc::m_pParRootDir},
-               {&Spc::GetBinDir, u"PS_BIN_DIR", Spc::m_pParBinDir},
-               {&Spc::GetCfgDir, u"PS_CFG_DIR", Spc::m_pParCfgDir},
-               {&Spc::GetHlpDir, u"PS_HLP_DIR", Spc::m_pParHlpDir},
-               {&Spc::GetInstDir, u"PS_INSTALL_DIR", Spc::m_pParInstDir},
-               {&Spc::GetLogDir, u"PS_LOG_DIR", Spc::m_pParLogDir},
-               {&Spc::GetSysLogDir, u"PS_SYSLOG_DIR", Spc::m_pPARSYSLOGDIR},
-               {&Spc::GetTmpDir, u"PS_TMP_DIR", Spc::m_pParTmpDir}};
+  } cases[] = {{&Spc::GetRootDir, u"PS_ROOT_DIR"},     {&Spc::GetBinDir, u"PS_BIN_DIR"},
+               {&Spc::GetCfgDir, u"PS_CFG_DIR"},       {&Spc::GetHlpDir, u"PS_HLP_DIR"},
+               {&Spc::GetInstDir, u"PS_INSTALL_DIR"},  {&Spc::GetLogDir, u"PS_LOG_DIR"},
+               {&Spc::GetSysLogDir, u"PS_SYSLOG_DIR"}, {&Spc::GetTmpDir, u"PS_TMP_DIR"}};
   OpenSpc spc;
   for (const auto& c : cases) {
     Par(u"Global", c.par, u'S').Text(u"@value", c.par);
@@ -34,7 +29,6 @@ TEST_F(ClientTest, EachDirectoryHasItsParameter) {
     std::uint32_t err = 99;
     EXPECT_TRUE((spc.*c.read)(dir, &err));
     EXPECT_EQ(dir, c.par);
-    EXPECT_EQ(UnicodeString(c.constant), c.par);
     EXPECT_EQ(err, 0U);
   }
   EXPECT_EQ(UnicodeString(Spc::m_pParHlpLang), u"PS_HLP_LANG");
@@ -47,73 +41,59 @@ TEST_F(ClientTest, ADirectoryIsItsPlainValue) {
   par.Override(u'W').Text(u"WS", u"override").Flag(u"@decrypt").Text(u"@superValue", u"super");
   OpenSpc spc(u"WS", nullptr, nullptr);
   spc.m_localAccess = false;
-  UnicodeString dir;
-  std::uint32_t err = 99;
-  EXPECT_TRUE(spc.GetBinDir(dir, &err));
-  EXPECT_EQ(dir, u"super");
-  EXPECT_EQ(err, 0U);
+  const auto read = [&] {
+    UnicodeString dir;
+    std::uint32_t err = 99;
+    EXPECT_TRUE(spc.GetBinDir(dir, &err));
+    EXPECT_EQ(err, 0U);
+    return dir;
+  };
+  EXPECT_EQ(read(), u"super");
   par.Expandable(u"@value", u"%SPS_TEST_D%/bin");
-  EXPECT_TRUE(spc.GetBinDir(dir));
-  EXPECT_EQ(dir, u"/opt/bin");
-  par.Text(u"@value", u"%SPS_TEST_D%/bin");
-  EXPECT_TRUE(spc.GetBinDir(dir));
-  EXPECT_EQ(dir, u"%SPS_TEST_D%/bin");
-  par.Text(u"@value", u"");
-  EXPECT_TRUE(spc.GetBinDir(dir));
-  EXPECT_EQ(dir, u"");
+  EXPECT_EQ(read(), u"/opt/bin");
+  for (const char16_t* text : {u"%SPS_TEST_D%/bin", u""}) {
+    par.Text(u"@value", text);
+    EXPECT_EQ(read(), text);
+  }
   EXPECT_THAT(Lines(), IsEmpty());
 }
 
-TEST_F(ClientTest, AMissingDirectoryIsCode2) {
+TEST_F(ClientTest, AMissingDirectoryIsCode2AndTheConfigurationsHasASecondName) {
   OpenSpc spc;
   UnicodeString dir = u"kept";
   std::uint32_t err = 99;
-  EXPECT_FALSE(spc.GetTmpDir(dir, &err));
-  EXPECT_EQ(err, 2U);
-  EXPECT_THAT(Lines(), ElementsAre(openFailed(pathOf("PS_TMP_DIR")), notFound));
+  const auto missing = [&](auto read, const std::vector<std::string>& lines) {
+    EXPECT_FALSE((spc.*read)(dir, &err));
+    EXPECT_EQ(err, 2U);
+    EXPECT_EQ(Lines(), lines);
+    EXPECT_EQ(dir, u"kept");
+  };
+  missing(&Spc::GetTmpDir, {openFailed(pathOf("PS_TMP_DIR")), notFound});
   Par(u"Global", u"PS_TMP_DIR", u'S');
-  EXPECT_FALSE(spc.GetTmpDir(dir, &err));
-  EXPECT_EQ(err, 2U);
+  missing(&Spc::GetTmpDir, {notFound});
   EXPECT_FALSE(spc.GetTmpDir(dir, nullptr));
-  EXPECT_THAT(Lines(), ElementsAre(notFound, notFound));
-  EXPECT_EQ(dir, u"kept");
-}
+  Lines();
 
-TEST_F(ClientTest, TheConfigurationDirectoryHasASecondName) {
-  OpenSpc spc;
-  UnicodeString dir;
-  std::uint32_t err = 99;
   const std::string first = openFailed(pathOf("PS_CFG_DIR"));
-  EXPECT_FALSE(spc.GetCfgDir(dir, &err));
-  EXPECT_EQ(err, 2U);
-  EXPECT_THAT(Lines(), ElementsAre(first, notFound, openFailed(pathOf("PS_CONFIG_DIR")), notFound));
-
+  missing(&Spc::GetCfgDir, {first, notFound, openFailed(pathOf("PS_CONFIG_DIR")), notFound});
   Par second(u"Global", u"PS_CONFIG_DIR", u'S');
-  EXPECT_FALSE(spc.GetCfgDir(dir, &err)) << "a key without a value";
-  EXPECT_EQ(err, 2U);
-  EXPECT_THAT(Lines(), ElementsAre(first, notFound, notFound));
+  missing(&Spc::GetCfgDir, {first, notFound, notFound});
   second.Text(u"@value", u"second");
   EXPECT_TRUE(spc.GetCfgDir(dir, &err));
-  EXPECT_EQ(dir, u"second");
+  EXPECT_EQ(std::exchange(dir, u"kept"), u"second");
   EXPECT_EQ(err, 0U);
   EXPECT_THAT(Lines(), ElementsAre(first, notFound));
-
+  // The first key exists, so the second does not count.
   Par(u"Global", u"PS_CFG_DIR", u'S');
-  EXPECT_FALSE(spc.GetCfgDir(dir, &err)) << "the first key exists, so the second does not count";
-  EXPECT_EQ(err, 2U);
-  EXPECT_THAT(Lines(), ElementsAre(notFound));
+  missing(&Spc::GetCfgDir, {notFound});
 }
 
 TEST_F(ClientTest, AnUnknownHiveIsReportedWithTheParametersName) {
-  class Elsewhere : public Spc {
-  public:
-    Elsewhere() { m_root = u"NOWHERE"; }
-  } spc;
   UnicodeString dir;
   std::uint32_t err = 99;
-  EXPECT_FALSE(spc.GetCfgDir(dir, &err));
+  EXPECT_FALSE(Elsewhere().GetCfgDir(dir, &err));
   EXPECT_EQ(err, 6U);
-  EXPECT_THAT(Lines(), ElementsAre(plain('E', "Parameter \"PS_CFG_DIR\": Invalid registry key handle!")));
+  EXPECT_THAT(Lines(), ElementsAre(reported(6, "PS_CFG_DIR")));
 }
 
 TEST_F(ClientTest, TheFreeFunctionTakesTheEnvironmentsProcessSpace) {

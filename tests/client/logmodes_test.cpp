@@ -104,7 +104,7 @@ TEST_F(ClientTest, APlainWordCountsToo) {
 TEST_F(ClientTest, LogModeFailuresAreTracedTwice) {
   OpenSpc spc;
   const std::string path = R"(HKEY_LOCAL_MACHINE\Software\Velor\SPS\Default\DlgMgr\LogMode)";
-  const std::string missing = plain('W', "Parameter \"" + path + "\": The parameter node cannot be found!");
+  const std::string missing = reported(11, path);
   EXPECT_EQ(spc.GetDlgMgrLogMode(), 0);
   EXPECT_THAT(Lines(), ElementsAre(openFailed(path), missing, gotDefault));
   EXPECT_FALSE(spc.SetDlgMgrLogMode(1));
@@ -114,8 +114,7 @@ TEST_F(ClientTest, LogModeFailuresAreTracedTwice) {
 
   Par(u"DlgMgr", u"LogMode", u'I').Number(u"@value", 1);
   EXPECT_EQ(spc.GetDlgMgrLogMode(), 0);
-  EXPECT_THAT(Lines(),
-              ElementsAre(plain('E', "Parameter \"" + path + "\\@type\": Invalid data type!"), gotDefault));
+  EXPECT_THAT(Lines(), ElementsAre(reported(16, path + "\\@type"), gotDefault));
 }
 
 }  // namespace

@@ -42,6 +42,14 @@ protected:
     Lines();
   }
 
+  template <class Value>
+  void ExpectRead(Value wanted) {
+    Value got{};
+    master.Then(value(&wanted, sizeof wanted));
+    EXPECT_TRUE(spc.GetPar(u"T", u"P", &got));
+    EXPECT_EQ(got, wanted);
+  }
+
   // Lines of the parameter client alone: each read leaves one of its connection.
   std::vector<std::string> ClientLines() {
     std::vector<std::string> lines = Lines();
@@ -97,28 +105,10 @@ TEST_F(ConnectedTest, EveryFormReadsWhatTheMasterSays) {
   EXPECT_TRUE(spc.GetPar(u"T", u"P", string));
   EXPECT_EQ(string, u"text");
 
-  std::int32_t integer = 0;
-  const std::int32_t integerOfMaster = -5;
-  master.Then(value(&integerOfMaster, 4));
-  EXPECT_TRUE(spc.GetPar(u"T", u"P", &integer));
-  EXPECT_EQ(integer, -5);
-
-  double real = 0;
-  const double realOfMaster = 0.25;
-  master.Then(value(&realOfMaster, 8));
-  EXPECT_TRUE(spc.GetPar(u"T", u"P", &real));
-  EXPECT_EQ(real, 0.25);
-
-  std::int64_t wide = 0;
-  const std::int64_t wideOfMaster = std::int64_t{1} << 40;
-  master.Then(value(&wideOfMaster, 8));
-  EXPECT_TRUE(spc.GetPar(u"T", u"P", &wide));
-  EXPECT_EQ(wide, wideOfMaster);
-
-  bool flag = false;
-  master.Then(value("\1", 1));
-  EXPECT_TRUE(spc.GetPar(u"T", u"P", &flag));
-  EXPECT_TRUE(flag);
+  ExpectRead(-5);
+  ExpectRead(0.25);
+  ExpectRead(std::int64_t{1} << 40);
+  ExpectRead(true);
   EXPECT_THAT(master.Seen(), ElementsAre(read("5300", 12), read("5300", 12), read("5300"), read("4900"),
                                          read("4400"), read("5400"), read("4200")));
   EXPECT_THAT(ClientLines(), IsEmpty());
@@ -144,25 +134,10 @@ TEST_F(ConnectedTest, ARemoteTextHas2048Bytes) {
   EXPECT_EQ(buffer[0], u'\0') << "half a character is none";
 }
 
-TEST_F(ConnectedTest, WhatIsHereIsReadHere) {
-  Par(u'S').Text(u"@unit", u"no value");
-  UnicodeString string;
-  std::uint32_t err = 0;
-  EXPECT_FALSE(spc.GetPar(u"T", u"P", string, &err));
-  EXPECT_EQ(err, 12U);
-  EXPECT_THAT(master.Seen(), IsEmpty());
-  spc.m_localAccess = false;
-  master.Then(text({u"remote\0", 7}));
-  EXPECT_TRUE(spc.GetPar(u"T", u"P", string, &err));
-  EXPECT_EQ(string, u"remote");
-}
-
 TEST_F(ConnectedTest, ARefusalIsTracedOnce) {
   std::int32_t number = 0;
   std::uint32_t err = 0;
-  const std::string readOnly = plain('E',
-                                     "Parameter \"P\": The parameter is readonly and not allowed "
-                                     "to be changed!");
+  const std::string readOnly = reported(15, "P");
   for (const std::int32_t silenced : {0, 15}) {
     master.Then(reject(15));
     EXPECT_FALSE(spc.GetRemotePar(u"T", u"P", &number, u'I', 4, &err, silenced));
@@ -380,16 +355,16 @@ TEST_F(ClientTest, WholeJobsWithoutAConnectionAreASilent19) {
   OpenSpc spc;
   UnicodeString found = u"before";
   DfsBin change;
-  std::uint32_t err = 99;
-  EXPECT_FALSE(spc.ExportReg(found, &err));
-  EXPECT_EQ(err, 19U);
-  err = 99;
-  EXPECT_FALSE(spc.ImportReg(found, &err));
-  EXPECT_EQ(err, 19U);
-  err = 99;
-  EXPECT_FALSE(spc.ReplicatePar(&change, u"", &err));
-  EXPECT_EQ(err, 19U);
-  EXPECT_FALSE(spc.ExportReg(found));
+  const std::function<bool(std::uint32_t*)> jobs[] = {
+      [&](auto* err) { return spc.ExportReg(found, err); },
+      [&](auto* err) { return spc.ImportReg(found, err); },
+      [&](auto* err) { return spc.ReplicatePar(&change, u"", err); }};
+  for (const auto& job : jobs) {
+    std::uint32_t err = 99;
+    EXPECT_FALSE(job(&err));
+    EXPECT_EQ(err, 19U);
+    EXPECT_FALSE(job(nullptr));
+  }
   EXPECT_EQ(found, u"before");
   EXPECT_THAT(Lines(), IsEmpty());
 }

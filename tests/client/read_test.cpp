@@ -14,19 +14,7 @@ namespace {
 
 using Strings = std::vector<std::string>;
 
-const std::string quotedP = "Parameter \"" + pathOfP + "\": ";
-const std::string noNode = plain('W', quotedP + "The parameter node cannot be found!");
-const std::string noValue = plain('W', quotedP + "The parameter value cannot be found!");
-const std::string tooLarge = plain('E', quotedP + "The parameter value buffer size is too small!");
-const std::string otherType = plain('E', "Parameter \"" + pathOfP + "\\@type\": Invalid data type!");
-const std::string noType =
-    plain('W', "Parameter \"" + pathOfP + "\\@type\": The parameter attribute cannot be found!");
-const std::string noLocalAccess =
-    plain('E', "Parameter \"P\": Local access disabled without being connected to any master!");
-
-std::string noName(const std::string& kind) {
-  return back(1, "Override Parameter \"" + nameOfP + "\": The override <" + kind + "> is not specified!");
-}
+const std::string noValue = reported(12, pathOfP);
 
 class ReadTest : public ClientTest {
 protected:
@@ -55,33 +43,41 @@ template <>
 struct Form<std::int32_t> {
   static constexpr char16_t letter = u'I';
   static constexpr std::int32_t value = -5;
-  static inline const std::vector<std::uint8_t> bytes = {0xFB, 0xFF, 0xFF, 0xFF};
-  static inline const std::string missing = pathOfP;
 };
 template <>
 struct Form<double> {
   static constexpr char16_t letter = u'D';
   static constexpr double value = -2.5;
-  static inline const std::vector<std::uint8_t> bytes = {0, 0, 0, 0, 0, 0, 0x04, 0xC0};
-  static inline const std::string missing = pathOfP;
 };
 template <>
 struct Form<std::int64_t> {
   static constexpr char16_t letter = u'T';
   static constexpr std::int64_t value = 0x0807060504030201;
-  static inline const std::vector<std::uint8_t> bytes = {1, 2, 3, 4, 5, 6, 7, 8};
-  static inline const std::string missing = "P";
 };
 template <>
 struct Form<bool> {
   static constexpr char16_t letter = u'B';
   static constexpr bool value = true;
-  static inline const std::vector<std::uint8_t> bytes = {1};
-  static inline const std::string missing = pathOfP;
 };
 
 template <class Value>
-class NumberReadTest : public ReadTest {};
+std::vector<std::uint8_t> bytesOf() {
+  const auto* const first = reinterpret_cast<const std::uint8_t*>(&Form<Value>::value);
+  return {first, first + sizeof(Value)};
+}
+
+template <class Value>
+class NumberReadTest : public ReadTest {
+protected:
+  // One read that fails.
+  void Fails(std::uint32_t code, const Strings& lines, std::int32_t noErrMsg = 0) {
+    Value value{};
+    std::uint32_t err = 99;
+    EXPECT_FALSE(spc.GetPar(u"T", u"P", &value, &err, noErrMsg));
+    EXPECT_EQ(err, code);
+    EXPECT_EQ(Lines(), lines);
+  }
+};
 using Numbers = testing::Types<std::int32_t, double, std::int64_t, bool>;
 TYPED_TEST_SUITE(NumberReadTest, Numbers);
 
@@ -90,59 +86,41 @@ TYPED_TEST(NumberReadTest, ResolvesAsTheStringFormDoes) {
   Par par(F::letter);
   TypeParam value{};
   std::uint32_t err = 99;
-  EXPECT_FALSE(this->spc.GetPar(u"T", u"P", &value, &err));
-  EXPECT_EQ(err, 12U);
-  EXPECT_THAT(this->Lines(), ElementsAre(plain('W', "Parameter \"" + F::missing +
-                                                        "\": The parameter value cannot be found!")));
-  EXPECT_FALSE(this->spc.GetPar(u"T", u"P", &value, &err, 12));
-  EXPECT_THAT(this->Lines(), IsEmpty());
+  this->Fails(12, {reported(12, F::letter == u'T' ? "P" : pathOfP)});
+  this->Fails(12, {}, 12);
 
   for (const char16_t* name : {u"@superValue", u"@value", u"WS"}) {
-    par.Override(u'W').Bytes(name, F::bytes).Flag(u"@decrypt");
+    par.Override(u'W').Bytes(name, bytesOf<TypeParam>()).Flag(u"@decrypt");
     value = {};
     EXPECT_TRUE(this->spc.GetPar(u"T", u"P", &value, &err));
     EXPECT_EQ(value, F::value);
     EXPECT_EQ(err, 0U);
-    par.Bytes(name, std::vector<std::uint8_t>(F::bytes.size(), 0));
+    par.Bytes(name, std::vector<std::uint8_t>(bytesOf<TypeParam>().size(), 0));
     EXPECT_TRUE(this->spc.GetPar(u"T", u"P", &value, nullptr));
     EXPECT_EQ(value, TypeParam{}) << "the last one made is the one that counts";
   }
   EXPECT_THAT(this->Lines(), IsEmpty());
 }
 
-TYPED_TEST(NumberReadTest, TestsSizeAndType) {
+TYPED_TEST(NumberReadTest, TestsPlaceTypeAndSize) {
   using F = Form<TypeParam>;
   Par par(F::letter);
-  par.Bytes(u"@value", std::vector<std::uint8_t>(9, 1)).Bytes(u"@superValue", F::bytes);
-  TypeParam value{};
-  std::uint32_t err = 99;
-  EXPECT_FALSE(this->spc.GetPar(u"T", u"P", &value, &err));
-  EXPECT_EQ(err, 234U);
-  EXPECT_THAT(this->Lines(), ElementsAre(tooLarge));
+  par.Bytes(u"@value", std::vector<std::uint8_t>(9, 1)).Bytes(u"@superValue", bytesOf<TypeParam>());
+  this->Fails(234, {tooLarge});
+  Par{F::letter == u'I' ? u'T' : u'I'};
+  this->Fails(16, {otherType});
+  this->spc.m_localAccess = false;
+  this->Fails(19, {noLocalAccess});
 
+  std::uint32_t err = 99;
   EXPECT_FALSE(this->spc.GetPar(u"T", u"P", static_cast<TypeParam*>(nullptr), &err));
   EXPECT_EQ(err, 87U);
-  EXPECT_THAT(this->Lines(), ElementsAre(plain('E', "Invalid error code: 87")));
-
-  const char16_t other = F::letter == u'I' ? u'T' : u'I';
-  Par{other};
-  EXPECT_FALSE(this->spc.GetPar(u"T", u"P", &value, &err));
-  EXPECT_EQ(err, 16U);
-  EXPECT_THAT(this->Lines(), ElementsAre(otherType));
-}
-
-TYPED_TEST(NumberReadTest, GoesToTheMasterWithoutLocalAccess) {
-  Par(Form<TypeParam>::letter).Bytes(u"@value", Form<TypeParam>::bytes);
-  this->spc.m_localAccess = false;
-  TypeParam value{};
-  std::uint32_t err = 99;
-  EXPECT_FALSE(this->spc.GetPar(u"T", u"P", &value, &err));
-  EXPECT_EQ(err, 19U);
-  EXPECT_THAT(this->Lines(), ElementsAre(noLocalAccess));
+  EXPECT_THAT(this->Lines(), ElementsAre(reported(87, "")));
 }
 
 TEST_F(ReadTest, TheFirstValueThatExistsCounts) {
   Par par(u'S');
+  par.Flag(u"@replicate").Flag(u"@disableLog");
   Expect(nullptr, 12, {noValue});
   Expect(nullptr, 12, {}, 12);
   par.Text(u"@superValue", u"super");
@@ -155,32 +133,34 @@ TEST_F(ReadTest, TheFirstValueThatExistsCounts) {
   Expect(u"override", 0, {});
   par.Text(u"WS", u"");
   Expect(u"", 0, {});
+  EXPECT_EQ(spc.GetUpdPropName(), u"") << "a read leaves the last write's outcome";
+  EXPECT_FALSE(spc.IsReplicate());
+  EXPECT_FALSE(spc.IsDisableLog());
 }
 
 TEST_F(ReadTest, EachKindOfOverrideHasItsName) {
   Par par(u'S');
   par.Text(u"WS", u"w").Text(u"User", u"u").Text(u"Inst", u"p").Text(u"@value", u"value");
-  par.Override(u'W');
-  Expect(u"w", 0, {});
-  par.Override(u'U');
-  Expect(u"u", 0, {});
-  par.Override(u'P');
-  Expect(u"p", 0, {});
+  const struct {
+    char16_t letter;
+    const char16_t* named;
+    std::int32_t unnamed;
+  } kinds[] = {{u'W', u"w", 8}, {u'U', u"u", 9}, {u'P', u"p", 10}};
+  for (const auto& kind : kinds) {
+    par.Override(kind.letter);
+    Expect(kind.named, 0, {});
+  }
   spc = OpenSpc();
-  Expect(u"value", 0, {noName("process instance")});
-  Expect(u"value", 0, {}, 10);
-  par.Override(u'U');
-  Expect(u"value", 0, {noName("user")});
-  par.Override(u'W');
-  Expect(u"value", 0, {noName("workstation")});
+  for (const auto& kind : kinds) {
+    par.Override(kind.letter);
+    Expect(u"value", 0, {reported(kind.unnamed, nameOfP)});
+    Expect(u"value", 0, {}, kind.unnamed);
+  }
   par.Override(u'w');
-  Expect(u"value", 0, {plain('W', "Parameter \"" + nameOfP + "\": Invalid override type detected!")});
-}
+  Expect(u"value", 0, {reported(7, nameOfP)});
 
-TEST_F(ReadTest, OverrideNamesMayBeLongerThanAShortString) {
   const char16_t* const longName = u"operator of the second shift in the northern plant";
-  Par par(u'S');
-  par.Override(u'U').Text(longName, u"override").Text(u"@value", u"value");
+  par.Override(u'U').Text(longName, u"override");
   spc.SetUser(longName);
   Expect(u"override", 0, {});
 }
@@ -201,8 +181,7 @@ TEST_F(ReadTest, TheTypeIsTestedFirst) {
   Expect(nullptr, 2, {noType}, 2);
   Expect(nullptr, 2, {}, 250);
   par.Text(u"@type", u"S");
-  Expect(nullptr, 234,
-         {plain('E', "Parameter \"" + pathOfP + "\\@type\": The parameter value buffer size is too small!")});
+  Expect(nullptr, 234, {reported(234, typeOfP)});
   par.Bytes(u"@type", {'S'}).Text(u"@value", u"text");
   Expect(u"text", 0, {});
 }
@@ -215,15 +194,10 @@ TEST_F(ReadTest, AMissingKeyIsCode11) {
 }
 
 TEST_F(ReadTest, AKeyThatCannotBeOpenedIsTheRegistrysCode) {
-  class Elsewhere : public Spc {
-  public:
-    Elsewhere() { m_root = u"NOWHERE"; }
-  } elsewhere;
   std::uint32_t err = 99;
-  EXPECT_FALSE(elsewhere.GetPar(u"T", u"P", text, &err));
+  EXPECT_FALSE(Elsewhere().GetPar(u"T", u"P", text, &err));
   EXPECT_EQ(err, 6U);
-  EXPECT_THAT(Lines(),
-              ElementsAre(plain('E', R"(Parameter "NOWHERE\Default\T\P": Invalid registry key handle!)")));
+  EXPECT_THAT(Lines(), ElementsAre(reported(6, R"(NOWHERE\Default\T\P)")));
 }
 
 TEST_F(ReadTest, OnlyAMissingKeyGoesToTheMaster) {
@@ -248,7 +222,7 @@ TEST_F(ReadTest, ScrambledTextComesBackPlain) {
   std::u16string buffer(40, u'#');
   EXPECT_TRUE(spc.GetPar(u"T", u"P", buffer.data(), 40));
   EXPECT_EQ(UnicodeString(buffer.data()), u"secret");
-  par.Without(u"@decrypt");
+  par.Without(u"@decrypt").Flag(u"@encrypt");
   Expect(spc.EncryptStr(u"secret"), 0, {});
 }
 
@@ -271,79 +245,50 @@ TEST_F(ReadTest, AnOverriddenDecryptionIsUsedAndKeptWithinTheBuffer) {
   EXPECT_THAT(Lines(), ElementsAre(tooLarge));
 }
 
-TEST_F(ReadTest, TextIsReadWholeAndExpanded) {
-  ::setenv("SPS_TEST_R", "there", 1);
-  const UnicodeString longText(std::u16string(3000, u'x'));
-  Par par(u'S');
-  par.Text(u"@value", longText);
-  Expect(longText, 0, {});
-  par.Expandable(u"@value", u"%SPS_TEST_R%");
-  Expect(u"there", 0, {});
-}
-
 // The buffer form's own reports cannot be silenced, those of the tests it calls can.
 TEST_F(ReadTest, TheBufferFormReportsAlways) {
   char16_t buffer[8];
   std::uint32_t err = 99;
-  const auto read = [&](std::uint32_t capacity, std::int32_t noErrMsg) {
+  const auto fails = [&](std::uint32_t capacity, std::int32_t noErrMsg, std::uint32_t code,
+                         const Strings& lines) {
     EXPECT_FALSE(spc.GetPar(u"T", u"P", buffer, capacity, &err, noErrMsg));
-    return err;
+    EXPECT_EQ(err, code);
+    EXPECT_EQ(Lines(), lines);
   };
-  EXPECT_EQ(read(8, 240), 11U);
-  EXPECT_THAT(Lines(), ElementsAre(openFailed(pathOfP), noNode));
+  fails(8, 240, 11, {openFailed(pathOfP), noNode});
   Par par(u'S');
-  EXPECT_EQ(read(8, 12), 12U);
-  EXPECT_THAT(Lines(), ElementsAre(noValue));
+  fails(8, 12, 12, {noValue});
   par.Text(u"@value", u"1234567");
-  EXPECT_EQ(read(7, 240), 234U);
-  EXPECT_THAT(Lines(), ElementsAre(tooLarge));
+  fails(7, 240, 234, {tooLarge});
   EXPECT_TRUE(spc.GetPar(u"T", u"P", buffer, 8, &err));
   EXPECT_EQ(UnicodeString(buffer), u"1234567");
   par.Bytes(u"@value", {'a', 0, 'b', 0});
-  EXPECT_EQ(read(2, 0), 234U) << "no room for the terminator that was not stored";
-  EXPECT_EQ(read(0, 0), 234U);
-  EXPECT_THAT(Lines(), ElementsAre(tooLarge, tooLarge));
+  fails(2, 0, 234, {tooLarge});  // no room for the terminator that was not stored
+  fails(0, 0, 234, {tooLarge});
   EXPECT_TRUE(spc.GetPar(u"T", u"P", buffer, 3, &err));
   EXPECT_EQ(UnicodeString(buffer), u"ab");
   par.Without(u"@type");
-  EXPECT_EQ(read(8, 240), 2U);
+  fails(8, 240, 2, {});
   spc.m_localAccess = false;
-  EXPECT_EQ(read(8, 240), 19U);
+  fails(8, 240, 19, {});
   EXPECT_FALSE(spc.GetPar(u"T", u"P", static_cast<char16_t*>(nullptr), 8, &err));
   EXPECT_EQ(err, 87U);
-  EXPECT_THAT(Lines(), ElementsAre(plain('E', "Invalid error code: 87")));
+  EXPECT_THAT(Lines(), ElementsAre(reported(87, "")));
 }
 
-TEST_F(ReadTest, NumbersAreReadFromAnyRegistryType) {
-  Par par(u'I');
-  std::int32_t number = 0x11223344;
-  par.Number(u"@value", 7);
-  EXPECT_TRUE(spc.GetPar(u"T", u"P", &number));
-  EXPECT_EQ(number, 7);
-  number = 0x11223344;
-  par.Bytes(u"@value", {0xFF});
-  EXPECT_TRUE(spc.GetPar(u"T", u"P", &number));
-  EXPECT_EQ(number, 0x112233FF);
+TEST_F(ReadTest, AnyByteButZeroIsTrue) {
   Par(u'B').Bytes(u"@value", {2});
   bool flag = false;
   EXPECT_TRUE(spc.GetPar(u"T", u"P", &flag));
-  EXPECT_TRUE(flag) << "any byte but 0";
-}
-
-TEST_F(ReadTest, ReadingLeavesTheLastWritesOutcome) {
-  Par(u'S').Text(u"@value", u"v").Flag(u"@replicate").Flag(u"@disableLog");
-  Expect(u"v", 0, {});
-  EXPECT_EQ(spc.GetUpdPropName(), u"");
-  EXPECT_FALSE(spc.IsReplicate());
-  EXPECT_FALSE(spc.IsDisableLog());
+  EXPECT_TRUE(flag);
 }
 
 TEST_F(ReadTest, ABlockIsReadInOrder) {
   Par(u"T", u"b", u'B').Bytes(u"@value", {1});
-  Par(u"T", u"d", u'D').Bytes(u"@value", Form<double>::bytes);
+  Par(u"T", u"d", u'D').Bytes(u"@value", bytesOf<double>());
   Par(u"T", u"i", u'I').Number(u"@value", 5);
   Par(u"T", u"s", u'S').Text(u"@value", u"text");
-  Par(u"T", u"t", u'T').Bytes(u"@value", Form<std::int64_t>::bytes);
+  Par(u"T", u"t", u'T').Bytes(u"@value", bytesOf<std::int64_t>());
   bool b = false;
   double d = 0;
   std::int32_t i = 0;
@@ -379,8 +324,7 @@ TEST_F(ReadTest, ABlockEndsAtAnUnknownType) {
   EXPECT_EQ(err, 0U);
   EXPECT_FALSE(spc.GetPar(u"T", list, &err));
   EXPECT_EQ(err, 13U);
-  EXPECT_THAT(Lines(),
-              ElementsAre(plain('E', "Parameter \"flag\": The parameter data type is not specified!")));
+  EXPECT_THAT(Lines(), ElementsAre(reported(13, "flag")));
   EXPECT_FALSE(spc.GetPar(u"T", list, &err, 13));
   EXPECT_FALSE(spc.GetPar(u"T", list, nullptr, 240));
   EXPECT_THAT(Lines(), IsEmpty());
