@@ -99,6 +99,10 @@ void Master::Then(Answer answer) {
   m_answers.push_back(std::move(answer));
 }
 
+void Master::ThenAll(const std::vector<Answer>& answers) {
+  for (const Answer& answer : answers) Then(answer);
+}
+
 std::vector<std::string> Master::Seen() {
   const std::lock_guard hold(m_mutex);
   return std::exchange(m_seen, {});

@@ -31,6 +31,7 @@ public:
   using Answer = std::function<void(ipc::Exchange&)>;
   // Appended to the answers, which requests take in order; a request that finds none is accepted.
   void Then(Answer answer);
+  void ThenAll(const std::vector<Answer>& answers);
 
   // The requests since the last call, as text: number and fields in order with their wire types, such as
   // "8", "2 nodepath:Str=X" or "1 type:Bin=4900 size:I4=4". Bytes are hexadecimal; of many bytes or

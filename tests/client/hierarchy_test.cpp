@@ -67,13 +67,6 @@ std::vector<std::string> rowsOf(Shc& shc) {
   return rows;
 }
 
-std::vector<std::string> rowsOfText(UnicodeString name, UnicodeString text) {
-  OpenShc shc;
-  EXPECT_TRUE(shc.AddDomainData(name, text));
-  EXPECT_TRUE(text.IsEmpty());
-  return rowsOf(shc);
-}
-
 class HierarchyTest : public ClientTest {
 protected:
   HierarchyTest() { unsetenv("PROCESS_SPACE"); }
@@ -81,7 +74,7 @@ protected:
   OpenShc shc;
 };
 
-const char* const notConnected = R"(W|src\spc|Not connected to any master!)";
+const std::string notConnected = reported(20, "");
 
 TEST_F(HierarchyTest, ANewTableHasItsColumnsAndNothingElse) {
   ASSERT_EQ(shc.GetNumColumns(), 6);
@@ -104,54 +97,52 @@ TEST_F(HierarchyTest, ANewTableHasItsColumnsAndNothingElse) {
 }
 
 TEST_F(HierarchyTest, ATopicsPathIsInTheProcessSpaceOfTheSideAsked) {
-  shc.SetPrcSpace(u"Default");
   const UnicodeString path(u"HKEY_LOCAL_MACHINE\\Software\\Velor\\SPS\\Default\\DOMAINS");
-  EXPECT_EQ(shc.GetTopicPath(u"DOMAINS", true), path);
-  EXPECT_EQ(shc.GetTopicPath(u"DOMAINS", false), path);
+  for (const bool local : {true, false}) EXPECT_EQ(shc.GetTopicPath(u"DOMAINS", local), path);
 }
 
-// Each text is that of domain 7.
 TEST_F(HierarchyTest, ADomainTextIsASequenceOfRecords) {
-  struct Case {
+  const struct {
+    const char16_t* name;  // its last four characters are the domain
     const char16_t* text;
     std::vector<std::string> rows;
-  };
-  const Case cases[] = {
-      {u"", {"7|0||||0"}},
-      {u"1;a;b;c;5;", {"7|1|a|b|c|5"}},
-      {u"1;a;b;c;5;2;d;e;f;-6;", {"7|1|a|b|c|5", "7|2|d|e|f|-6"}},
-      {u"1;a;b;c;5;2;d;", {"7|1|a|b|c|5", "7|2|d|||0"}},
-      {u";;;;;", {"7|0||||0"}},
-      {u"1;;Gerät \u263a;\U0001f6b0;5;", {"7|1||Gerät \u263a|\U0001f6b0|5"}},
+  } cases[] = {
+      {u"D0000", u"5;", {"0|5||||0"}},
+      {u"D12", u"5;", {"12|5||||0"}},
+      {u"D123456", u"5;", {"3456|5||||0"}},
+      {u"D0007", u"", {"7|0||||0"}},
+      {u"D0007", u"1;a;b;c;5;", {"7|1|a|b|c|5"}},
+      {u"D0007", u"1;a;b;c;5;2;d;e;f;-6;", {"7|1|a|b|c|5", "7|2|d|e|f|-6"}},
+      {u"D0007", u"1;a;b;c;5;2;d;", {"7|1|a|b|c|5", "7|2|d|||0"}},
+      {u"D0007", u";;;;;", {"7|0||||0"}},
+      {u"D0007", u"1;;Gerät \u263a;\U0001f6b0;5;", {"7|1||Gerät \u263a|\U0001f6b0|5"}},
       // What is not closed is no field, and without any field it is no record.
-      {u"1;a;b;c;5", {"7|1|a|b|c|0"}},
-      {u"1;a;b;c;5;rest", {"7|1|a|b|c|5"}},
-      {u"rest", {}},
+      {u"D0007", u"1;a;b;c;5", {"7|1|a|b|c|0"}},
+      {u"D0007", u"1;a;b;c;5;rest", {"7|1|a|b|c|5"}},
+      {u"D0007", u"rest", {}},
   };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(support::toUtf8(c.text));
-    EXPECT_EQ(rowsOfText(u"D0007", c.text), c.rows);
+  for (const auto& c : cases) {
+    SCOPED_TRACE(support::toUtf8(c.name) + " " + support::toUtf8(c.text));
+    OpenShc fresh;
+    UnicodeString name(c.name);
+    UnicodeString text(c.text);
+    EXPECT_TRUE(fresh.AddDomainData(name, text));
+    EXPECT_TRUE(text.IsEmpty());
+    EXPECT_EQ(rowsOf(fresh), c.rows);
   }
   EXPECT_THAT(Lines(), Contains(R"(W|src\shc|Parameter "D0007": A rest of the domain text without )"
                                 R"(semicolon is left out: "rest")")
                            .Times(2));
 }
 
-TEST_F(HierarchyTest, TheDomainIsInTheLastFourCharactersOfTheName) {
-  EXPECT_THAT(rowsOfText(u"D0000", u"5;"), ElementsAre("0|5||||0"));
-  EXPECT_THAT(rowsOfText(u"D12", u"5;"), ElementsAre("12|5||||0"));
-  EXPECT_THAT(rowsOfText(u"D123456", u"5;"), ElementsAre("3456|5||||0"));
-}
-
 TEST_F(HierarchyTest, AFieldThatItsColumnCannotTakeEndsTheText) {
-  struct Case {
+  const struct {
     const char16_t* name;
     const char16_t* text;
-    std::size_t rows;
+    std::int32_t rows;
     const char16_t* rest;
     const char* message;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {u"Dxyz", u"1;", 1, u"1;", R"(no number Message: Column "domain" takes no number from "Dxyz")"},
       {u"D1", u"1;;;;;two;a;", 2, u"two;a;",
        R"(no number Message: Column "subdomain" takes no number from "two")"},
@@ -160,13 +151,13 @@ TEST_F(HierarchyTest, AFieldThatItsColumnCannotTakeEndsTheText) {
       {u"D1", u"1;;;;40000;2;", 1, u"40000;2;",
        R"(number out of range Message: The number 40000 of column "noMacs" is out of range)"},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     SCOPED_TRACE(c.message);
     OpenShc fresh;
     UnicodeString name(c.name);
     UnicodeString text(c.text);
     EXPECT_FALSE(fresh.AddDomainData(name, text));
-    EXPECT_EQ(fresh.GetNumRows(), static_cast<std::int32_t>(c.rows));
+    EXPECT_EQ(fresh.GetNumRows(), c.rows);
     EXPECT_EQ(text, c.rest);
     EXPECT_THAT(Lines(), ElementsAre(R"(E|src\shc|DSL Error: )" + std::string(c.message)));
   }
@@ -236,7 +227,7 @@ TEST_F(HierarchyTest, RefreshLeavesOutWhatCannotBeRead) {
 
 TEST_F(HierarchyTest, RefreshOfNoDomainsIsASuccessAndOfNoTopicNone) {
   EXPECT_FALSE(shc.Refresh());
-  EXPECT_THAT(Lines(), ElementsAre(openFailed(support::toUtf8(shc.GetTopicPath(u"DOMAINS", true).View()))));
+  EXPECT_THAT(Lines(), ElementsAre(openFailed(R"(HKEY_LOCAL_MACHINE\Software\Velor\SPS\Default\DOMAINS)")));
   RgNode topic;
   ASSERT_TRUE(topic.Init(shc.GetTopicPath(u"DOMAINS", true), true, false));
   EXPECT_TRUE(shc.Refresh());
@@ -407,11 +398,8 @@ protected:
 };
 
 TEST_F(MasterHierarchyTest, TheMasterIsAskedWhereTheTopicIsMissingHere) {
-  master.Then(space(u"Plant2"));
-  master.Then(childNodes({u"D0000", u"D0007", u"D0008"}));
-  master.Then(text(u"0;CC1;;control;;"));
-  master.Then(reject(2));
-  master.Then(text(u"8;;;head;;"));
+  master.ThenAll({space(u"Plant2"), childNodes({u"D0000", u"D0007", u"D0008"}), text(u"0;CC1;;control;;"),
+                  reject(2), text(u"8;;;head;;")});
   EXPECT_TRUE(shc.Refresh());
   EXPECT_THAT(rowsOf(shc), ElementsAre("0|0|CC1||control|0", "8|8|||head|0"));
   EXPECT_TRUE(shc.m_localAccess);
@@ -424,18 +412,15 @@ TEST_F(MasterHierarchyTest, TheMasterIsAskedWhereTheTopicIsMissingHere) {
 
 TEST_F(MasterHierarchyTest, AListingThatFailsEndsTheLoadWithItsCode) {
   shc.m_localAccess = false;
-  master.Then(reject(5));
-  master.Then(reject(2));
+  master.ThenAll({reject(5), reject(2)});
   EXPECT_FALSE(shc.Refresh());
   EXPECT_FALSE(shc.m_localAccess);
   EXPECT_THAT(master.Seen()[1], HasSubstr(R"(HKEY_LOCAL_MACHINE\Software\Velor\SPS\Default\DOMAINS)"));
-  EXPECT_THAT(Lines(), Contains(plain('W', "Node or parameter value name cannot be found!")));
+  EXPECT_THAT(Lines(), Contains(reported(2, "")));
 }
 
 TEST_F(MasterHierarchyTest, AFieldThatItsColumnCannotTakeEndsTheLoad) {
-  master.Then(space(u"Default"));
-  master.Then(childNodes({u"D0007", u"D0008"}));
-  master.Then(text(u"x;"));
+  master.ThenAll({space(u"Default"), childNodes({u"D0007", u"D0008"}), text(u"x;")});
   EXPECT_FALSE(shc.Refresh());
   EXPECT_TRUE(shc.m_localAccess);
   EXPECT_EQ(shc.GetNumRows(), 1);
@@ -445,10 +430,8 @@ TEST_F(MasterHierarchyTest, AFieldThatItsColumnCannotTakeEndsTheLoad) {
 
 // A service that goes in the middle leaves what came before, and no reading ends in a time-out.
 TEST_F(MasterHierarchyTest, AServiceLostOnTheWayLeavesOutTheRest) {
-  master.Then(space(u"Default"));
-  master.Then(childNodes({u"D0007", u"D0008", u"D0009"}));
-  master.Then(text(u"7;;;;;"));
-  master.Then(breakAfter(container([](DfsBin&) {})));
+  master.ThenAll({space(u"Default"), childNodes({u"D0007", u"D0008", u"D0009"}), text(u"7;;;;;"),
+                  breakAfter(container([](DfsBin&) {}))});
   EXPECT_TRUE(shc.Refresh());
   EXPECT_THAT(rowsOf(shc), ElementsAre("7|7||||0"));
   EXPECT_TRUE(shc.m_localAccess);
@@ -458,8 +441,7 @@ TEST_F(MasterHierarchyTest, AServiceLostOnTheWayLeavesOutTheRest) {
 }
 
 TEST_F(MasterHierarchyTest, AnEmptyTopicIsAnAnswerThereAndHere) {
-  master.Then(space(u"Default"));
-  master.Then(replies({}));
+  master.ThenAll({space(u"Default"), replies({})});
   EXPECT_TRUE(shc.Refresh());
   EXPECT_THAT(master.Seen(), SizeIs(2));
   RgNode topic;
@@ -472,9 +454,7 @@ TEST_F(MasterHierarchyTest, AnEmptyTopicIsAnAnswerThereAndHere) {
 TEST_F(MasterHierarchyTest, AWrongTextHereSendsTheLoadToTheMaster) {
   domainText(u"D0001", u"1;;;head;;");
   domainText(u"D0002", u"x;");
-  master.Then(space(u"Default"));
-  master.Then(childNodes({u"D0003"}));
-  master.Then(text(u"3;;;other;;"));
+  master.ThenAll({space(u"Default"), childNodes({u"D0003"}), text(u"3;;;other;;")});
   EXPECT_TRUE(shc.Refresh());
   EXPECT_THAT(rowsOf(shc), ElementsAre("1|1|||head|0", "2|0||||0", "3|3|||other|0"));
 }
