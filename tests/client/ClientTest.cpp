@@ -2,6 +2,8 @@
 
 #include <stdlib.h>
 
+#include <map>
+
 #include "platform/registry/RegistryStore.h"
 #include "platform/support/Utf.h"
 
@@ -51,54 +53,32 @@ std::string nodeTrace(int level, const std::string& text) {
 
 std::string reported(std::int32_t code, const std::string& name) {
   const auto of = [&](const char* text) { return "Parameter \"" + name + "\": " + text; };
-  switch (code) {
-    case 1:
-      return plain('E', "The root node is not specified!");
-    case 2:
-      return plain('W', "Node or parameter value name cannot be found!");
-    case 3:
-      return plain('E', "The process space node is not specified!");
-    case 4:
-      return plain('E', "The topic node is not specified!");
-    case 5:
-      return plain('E', "The parameter node is not specified!");
-    case 6:
-      return plain('E', of("Invalid registry key handle!"));
-    case 7:
-      return plain('W', of("Invalid override type detected!"));
-    case 8:
-      return back(1, "Override " + of("The override <workstation> is not specified!"));
-    case 9:
-      return back(1, "Override " + of("The override <user> is not specified!"));
-    case 10:
-      return back(1, "Override " + of("The override <process instance> is not specified!"));
-    case 11:
-      return plain('W', of("The parameter node cannot be found!"));
-    case 12:
-      return plain('W', of("The parameter value cannot be found!"));
-    case 13:
-      return plain('E', of("The parameter data type is not specified!"));
-    case 14:
-      return back(1, of("The override doesn't exist, so it is created!"));
-    case 15:
-      return plain('E', of("The parameter is readonly and not allowed to be changed!"));
-    case 16:
-      return plain('E', of("Invalid data type!"));
-    case 19:
-      return plain('E', of("Local access disabled without being connected to any master!"));
-    case 20:
-      return plain('W', "Not connected to any master!");
-    case 21:
-      return plain('W', "Topic \"" + name + "\": The topic node cannot be found!");
-    case 161:
-      return plain('E', "Invalid path specification!");
-    case 234:
-      return plain('E', of("The parameter value buffer size is too small!"));
-    case 250:
-      return plain('W', of("The parameter attribute cannot be found!"));
-    default:
-      return plain('E', "Invalid error code: " + std::to_string(code));
-  }
+  const std::map<std::int32_t, std::string> lines = {
+      {1, plain('E', "The root node is not specified!")},
+      {2, plain('W', "Node or parameter value name cannot be found!")},
+      {3, plain('E', "The process space node is not specified!")},
+      {4, plain('E', "The topic node is not specified!")},
+      {5, plain('E', "The parameter node is not specified!")},
+      {6, plain('E', of("Invalid registry key handle!"))},
+      {7, plain('W', of("Invalid override type detected!"))},
+      {8, back(1, "Override " + of("The override <workstation> is not specified!"))},
+      {9, back(1, "Override " + of("The override <user> is not specified!"))},
+      {10, back(1, "Override " + of("The override <process instance> is not specified!"))},
+      {11, plain('W', of("The parameter node cannot be found!"))},
+      {12, plain('W', of("The parameter value cannot be found!"))},
+      {13, plain('E', of("The parameter data type is not specified!"))},
+      {14, back(1, of("The override doesn't exist, so it is created!"))},
+      {15, plain('E', of("The parameter is readonly and not allowed to be changed!"))},
+      {16, plain('E', of("Invalid data type!"))},
+      {19, plain('E', of("Local access disabled without being connected to any master!"))},
+      {20, plain('W', "Not connected to any master!")},
+      {21, plain('W', "Topic \"" + name + "\": The topic node cannot be found!")},
+      {161, plain('E', "Invalid path specification!")},
+      {234, plain('E', of("The parameter value buffer size is too small!"))},
+      {250, plain('W', of("The parameter attribute cannot be found!"))},
+  };
+  const auto line = lines.find(code);
+  return line == lines.end() ? plain('E', "Invalid error code: " + std::to_string(code)) : line->second;
 }
 
 std::string openFailed(const std::string& path) {
