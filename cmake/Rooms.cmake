@@ -17,6 +17,8 @@ function(sps_test name)
   # Half of the time of a build would go into these headers, and into optimising tests.
   target_precompile_headers(${name} PRIVATE <gmock/gmock.h> <gtest/gtest.h>)
   target_compile_options(${name} PRIVATE -O0)
+  # Test files name their tables and helpers alike.
+  set_target_properties(${name} PROPERTIES UNITY_BUILD OFF)
   foreach(source IN LISTS TEST_SOURCES)
     get_filename_component(full ${source} ABSOLUTE)
     set_property(GLOBAL APPEND PROPERTY SPS_TEST_SOURCES ${full})

@@ -11,8 +11,8 @@
 
 namespace {
 
-constexpr const char16_t* traceTag = u"SPC-RgNode";
-constexpr const char16_t* traceSource = u"src\\RgNode";
+constexpr const char16_t* nodeTag = u"SPC-RgNode";
+constexpr const char16_t* nodeSource = u"src\\RgNode";
 
 // Texts up to this many characters are read without an allocation of their own.
 constexpr std::uint32_t stackCharacters = 512;
@@ -137,7 +137,7 @@ UnicodeString RgNode::GetNodeName() const {
 }
 
 bool RgNode::InitFailed(const char16_t* message, std::u16string_view path, std::int32_t line) {
-  _DbgBackTraceSet(traceTag, traceSource, line, 1);
+  _DbgBackTraceSet(nodeTag, nodeSource, line, 1);
   _DbgBackTrace(message, path);
   return false;
 }
@@ -287,7 +287,7 @@ void RgNode::DelSubNodesOf(const UnicodeString& name) {
 
 bool RgNode::GoFirst(std::uint32_t count, const char16_t* message) {
   if (count == 0) {
-    _DbgBackTraceSet(traceTag, traceSource, __LINE__, 2);
+    _DbgBackTraceSet(nodeTag, nodeSource, __LINE__, 2);
     _DbgBackTrace(message);
     return false;
   }

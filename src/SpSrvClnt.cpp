@@ -18,8 +18,8 @@ using telegram::addLetter;
 using telegram::get;
 namespace key = telegram::key;
 
-constexpr const char16_t* traceTag = u"SPC-SrvClnt";
-constexpr const char16_t* traceSource = u"src\\SpSrvClnt";
+constexpr const char16_t* clientTag = u"SPC-SrvClnt";
+constexpr const char16_t* clientSource = u"src\\SpSrvClnt";
 
 constexpr const char16_t* thisMachine = u"127.0.0.1";
 constexpr std::int32_t timeout = 10'000;           // milliseconds
@@ -28,13 +28,13 @@ constexpr std::uint32_t nameRoom = 2048;           // characters
 constexpr std::int32_t firstPieceSize = 8193;      // bytes, as announced to the first raw reply
 
 bool report(char16_t level, std::int32_t line, const char16_t* message) {
-  _DbgSetLine(traceSource, line, level);
+  _DbgSetLine(clientSource, line, level);
   _DbgOut(message);
   return false;
 }
 
 void traceName(std::int32_t line, const char16_t* format, const UnicodeString& name) {
-  _DbgBackTraceSet(traceTag, traceSource, line, 2);
+  _DbgBackTraceSet(clientTag, clientSource, line, 2);
   _DbgBackTrace(format, name);
 }
 
@@ -95,7 +95,7 @@ void SpSrvClnt::TakeConnection(const SpSrvClnt& source) {
 
 bool SpSrvClnt::Init(const char16_t* server) {
   const CCS hold(*this);
-  _DbgBackTraceSet(traceTag, traceSource, __LINE__, 1);
+  _DbgBackTraceSet(clientTag, clientSource, __LINE__, 1);
   _DbgBackTrace(u"SpSrvClnt::Init, server is '%s'", server);
   if (!Open(server, conModeRequest)) return report(u'E', __LINE__, u"Failed connecting to SP service!");
   if (!NewBuffer()) {
@@ -171,7 +171,7 @@ bool SpSrvClnt::GetSpSrvPar(const char16_t* topic, const char16_t* par, void* va
                             std::uint32_t capacity, const char16_t* workstation, const char16_t* user,
                             const char16_t* prcInstance, std::uint32_t* err, std::int32_t noErrMsg) {
   const auto fill = [&](DfsBin& out) {
-    _DbgBackTraceSet(traceTag, traceSource, __LINE__, 1);
+    _DbgBackTraceSet(clientTag, clientSource, __LINE__, 1);
     _DbgBackTrace(
         u"GetSpSrvPar: Topic: _T('%s'), ParName: _T('%s'), WS: _T('%s'), User: _T('%s'), PrcInstanceName: "
         u"_T('%s')",

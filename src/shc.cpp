@@ -15,7 +15,7 @@
 
 namespace {
 
-constexpr const char16_t* traceSource = u"src\\shc";
+constexpr const char16_t* hierarchySource = u"src\\shc";
 constexpr const char16_t* topicGlobal = u"Global";
 constexpr std::int32_t notConnected = 20;
 constexpr std::int32_t noTopic = 21;
@@ -47,7 +47,7 @@ bool holdsField(std::u16string_view text) {
 }
 
 void warnOfRest(const UnicodeString& key, std::u16string_view rest) {
-  _DbgSetLine(traceSource, __LINE__, u'W');
+  _DbgSetLine(hierarchySource, __LINE__, u'W');
   _DbgOut(u"Parameter \"%s\": A rest of the domain text without semicolon is left out: \"%s\"", key, rest);
 }
 
@@ -172,7 +172,7 @@ bool Shc::RefreshFromRemoteSP() {
 
 bool Shc::AddDomainData(UnicodeString& key, UnicodeString& data) {
   std::u16string_view rest = data.View();
-  const bool isWhole = client::guarded(traceSource, false, [&] {
+  const bool isWhole = client::guarded(hierarchySource, false, [&] {
     addRecords(*this, key, rest);
     return true;
   });
@@ -191,7 +191,7 @@ bool Shc::SelectLocalRow() {
 
 template <class Value, class Read>
 Value Shc::AskLocalRow(const Value& failureValue, const Read& read) {
-  return client::guarded(traceSource, failureValue,
+  return client::guarded(hierarchySource, failureValue,
                          [&] { return SelectLocalRow() ? Value(read()) : failureValue; });
 }
 
@@ -235,7 +235,7 @@ bool Shc::GetParentHost(UnicodeString& host) {
   try {
     return FindParentHost(host);
   } catch (const ExcBase& failure) {
-    client::traceException(failure, traceSource);
+    client::traceException(failure, hierarchySource);
     host.Empty();
     return false;
   }

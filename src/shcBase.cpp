@@ -5,7 +5,7 @@
 
 namespace {
 
-constexpr const char16_t* traceSource = u"src\\shcBase";
+constexpr const char16_t* tableSource = u"src\\shcBase";
 
 }  // namespace
 
@@ -17,7 +17,7 @@ const char16_t* const ShcBase::m_pHost = u"hostname";
 const char16_t* const ShcBase::m_pNoMacs = u"noMacs";
 
 ShcBase::ShcBase() {
-  client::guarded(traceSource, false, [this] {
+  client::guarded(tableSource, false, [this] {
     AddColumns();
     return true;
   });
@@ -45,7 +45,7 @@ bool ShcBase::ConnectSpService(const char16_t* server, bool localAccess) {
 }
 
 bool ShcBase::Refresh() {
-  return client::guarded(traceSource, false, [this] {
+  return client::guarded(tableSource, false, [this] {
     DeleteAllRows();
     return true;
   });

@@ -31,9 +31,9 @@ private:
 };
 
 template <class Value>
-class NumberForm : public WriteForm {
+class WrittenNumber : public WriteForm {
 public:
-  explicit NumberForm(const Value& value)
+  explicit WrittenNumber(const Value& value)
       : WriteForm(letterOf<Value>, &value, sizeof value), m_value(value) {}
   bool Probe(RgNode& node, const char16_t* name) const override {
     Value scratch{};
@@ -72,24 +72,24 @@ bool Spc::SetPar(const char16_t* topic, const char16_t* par, UnicodeString value
 
 bool Spc::SetPar(const char16_t* topic, const char16_t* par, std::int32_t value, std::uint32_t* err) {
   std::uint32_t scratch;
-  return WritePar(topic, par, NumberForm(value), client::startCode(err, scratch));
+  return WritePar(topic, par, WrittenNumber(value), client::startCode(err, scratch));
 }
 
 bool Spc::SetPar(const char16_t* topic, const char16_t* par, double value, std::uint32_t* err) {
   std::uint32_t scratch;
-  return WritePar(topic, par, NumberForm(value), client::startCode(err, scratch));
+  return WritePar(topic, par, WrittenNumber(value), client::startCode(err, scratch));
 }
 
 bool Spc::SetPar(const char16_t* topic, const char16_t* par, const std::int64_t* value, std::uint32_t* err) {
   std::uint32_t scratch;
   std::uint32_t& code = client::startCode(err, scratch);
   if (!value) return Fail(code, ERROR_INVALID_PARAMETER, par, 0);
-  return WritePar(topic, par, NumberForm(*value), code);
+  return WritePar(topic, par, WrittenNumber(*value), code);
 }
 
 bool Spc::SetPar(const char16_t* topic, const char16_t* par, bool value, std::uint32_t* err) {
   std::uint32_t scratch;
-  return WritePar(topic, par, NumberForm(value), client::startCode(err, scratch));
+  return WritePar(topic, par, WrittenNumber(value), client::startCode(err, scratch));
 }
 
 bool Spc::WritePar(const char16_t* topic, const char16_t* par, const WriteForm& form, std::uint32_t& code) {

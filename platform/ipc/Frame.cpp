@@ -18,7 +18,7 @@ constexpr std::size_t codeAt = 12;
 constexpr std::size_t serviceAt = 16;
 constexpr std::size_t valueAt = 20;
 
-constexpr std::size_t keptCapacity = 64U << 10;  // of a reader between frames
+constexpr std::size_t keptReadCapacity = 64U << 10;  // of a reader between frames
 
 void put(std::uint8_t* at, std::uint32_t number) {
   for (int i = 0; i < 4; ++i) at[i] = static_cast<std::uint8_t>(number >> (8 * i));
@@ -55,7 +55,7 @@ FrameReader::FrameReader(std::uint32_t limit, std::size_t capacity)
       m_buffer(std::make_unique<std::uint8_t[]>(m_capacity)) {}
 
 std::span<std::uint8_t> FrameReader::room() {
-  if (m_begin == m_end && m_capacity > std::max(m_startCapacity, keptCapacity)) {
+  if (m_begin == m_end && m_capacity > std::max(m_startCapacity, keptReadCapacity)) {
     m_capacity = m_startCapacity;
     m_buffer = std::make_unique<std::uint8_t[]>(m_capacity);
     clear();

@@ -9,7 +9,7 @@ namespace ipc {
 
 namespace {
 
-constexpr std::size_t keptCapacity = 64U << 10;  // of an output buffer between answers
+constexpr std::size_t keptOutputCapacity = 64U << 10;  // of an output buffer between answers
 
 }  // namespace
 
@@ -102,7 +102,7 @@ void Session::onWritten(std::error_code error) {
 void Session::answered() {
   m_output.clear();
   m_written = 0;
-  if (m_output.capacity() > keptCapacity) m_output.shrink_to_fit();
+  if (m_output.capacity() > keptOutputCapacity) m_output.shrink_to_fit();
   if (m_phase == Phase::Leaving) return leave();
   if (m_armed) disarm();
   if (m_draining) return close();

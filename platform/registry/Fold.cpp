@@ -9,7 +9,6 @@
 namespace registry {
 namespace {
 
-constexpr std::size_t ownerSize = sizeof(std::uint64_t);
 constexpr std::size_t hashSize = 2 * sizeof(std::uint64_t);
 constexpr std::size_t longestPlain = EntryKey::capacity - ownerSize - hashSize - 1;
 constexpr char hashMark = '\xFF';  // in no UTF-8 text, so a hashed key is never equal to a plain one

@@ -14,6 +14,9 @@ namespace registry {
 inline constexpr std::size_t maxKeyName = 255;      // characters
 inline constexpr std::size_t maxValueName = 16383;  // characters
 
+// The owner's id at the beginning of a child's key, in bytes.
+inline constexpr std::size_t ownerSize = sizeof(std::uint64_t);
+
 inline constexpr std::array<char, 128> lowerAscii = [] {
   std::array<char, 128> table{};
   for (int c = 0; c < 128; ++c)

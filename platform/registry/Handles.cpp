@@ -46,18 +46,18 @@ using Chunk = std::array<Slot, slotsInChunk>;
 std::array<std::atomic<Chunk*>, chunkCount> g_chunks{};
 
 // Guards the free list and the making of chunks. Slots are never freed: a late reader may look at one.
-std::mutex g_mutex;
+std::mutex g_slotMutex;
 std::uint32_t g_nextIndex = 1;  // 0 would make the handle 0 possible
 
 // A child must not inherit the lock from a thread that it doesn't have.
 void guardAgainstForks() {
-  static const int result =
-      ::pthread_atfork([] { g_mutex.lock(); }, [] { g_mutex.unlock(); }, [] { g_mutex.unlock(); });
+  static const int result = ::pthread_atfork([] { g_slotMutex.lock(); }, [] { g_slotMutex.unlock(); },
+                                             [] { g_slotMutex.unlock(); });
   check(result);
 }
 
 // As in Store.cpp.
-[[gnu::constructor]] void watchForks() {
+[[gnu::constructor]] void guardSlots() {
   try {
     guardAgainstForks();
   } catch (const Failure&) {
@@ -78,12 +78,12 @@ struct LocalFree {
   LocalFree& operator=(const LocalFree&) = delete;
   ~LocalFree() { giveBack(0); }
   void giveBack(std::size_t keep) {
-    const std::lock_guard lock(g_mutex);
+    const std::lock_guard lock(g_slotMutex);
     for (; slots.size() > keep; slots.pop_back()) freeSlots().push_back(slots.back());
   }
   void refill() {
     guardAgainstForks();
-    const std::lock_guard lock(g_mutex);
+    const std::lock_guard lock(g_slotMutex);
     auto& common = freeSlots();
     for (; !common.empty() && slots.size() < keptFree / 2; common.pop_back()) slots.push_back(common.back());
     if (!slots.empty()) return;

@@ -26,7 +26,7 @@ constexpr std::uint64_t lockFileSize = (maxReaders + 4) * std::uint64_t{64};
 constexpr std::size_t mapSizes[] = {std::size_t{64} << 30, std::size_t{8} << 30, std::size_t{1} << 30};
 
 // Guards what follows; taken before the first use of a store and at its change, never while reading.
-std::mutex g_mutex;
+std::mutex g_storesMutex;
 std::string g_directory;  // as given to useStore
 LSTATUS g_lastFailure = ERROR_SUCCESS;
 
@@ -59,12 +59,12 @@ void forgetParentsStores() {
   if (current()) abandoned().stores.push_back(std::move(current()));
   current() = nullptr;
   openStores().clear();
-  g_mutex.unlock();
+  g_storesMutex.unlock();
 }
 
 void registerForkHandlers() {
   static const int result =
-      ::pthread_atfork([] { g_mutex.lock(); }, [] { g_mutex.unlock(); }, forgetParentsStores);
+      ::pthread_atfork([] { g_storesMutex.lock(); }, [] { g_storesMutex.unlock(); }, forgetParentsStores);
   check(result);
 }
 
@@ -273,7 +273,7 @@ std::shared_ptr<Store> currentStore() {
   bool isNews = false;
   std::shared_ptr<Store> opened;
   try {
-    const std::lock_guard lock(g_mutex);
+    const std::lock_guard lock(g_storesMutex);
     if (current()) return current();
     directory = g_directory.empty() ? defaultDirectory() : g_directory;
     try {
@@ -295,14 +295,14 @@ std::shared_ptr<Store> currentStore() {
 }
 
 void release(std::shared_ptr<Store> store) {
-  const std::lock_guard lock(g_mutex);
+  const std::lock_guard lock(g_storesMutex);
   store = nullptr;
 }
 
 LSTATUS verifyDirectory(const std::string& directory, std::string& finding) {
   std::shared_ptr<Store> store;
   {
-    const std::lock_guard lock(g_mutex);
+    const std::lock_guard lock(g_storesMutex);
     store = Store::open(directory);
   }
   const LSTATUS result = verify(*store, finding);
@@ -311,26 +311,26 @@ LSTATUS verifyDirectory(const std::string& directory, std::string& finding) {
 }
 
 bool isOpenHere(const std::string& directory) {
-  const std::lock_guard lock(g_mutex);
+  const std::lock_guard lock(g_storesMutex);
   if (!hasDataFile(directory)) return false;
   const auto known = openStores().find(identify(directory + dataFileName));
   return known != openStores().end() && !known->second.expired();
 }
 
 void abandon(std::shared_ptr<Store> store, MDB_txn* txn) {
-  const std::lock_guard lock(g_mutex);
+  const std::lock_guard lock(g_storesMutex);
   if (store) abandoned().stores.push_back(std::move(store));
   if (txn != nullptr) abandoned().txns.push_back(txn);
 }
 
 std::string storeDirectory() {
-  const std::lock_guard lock(g_mutex);
+  const std::lock_guard lock(g_storesMutex);
   if (current()) return current()->directory();
   return g_directory.empty() ? defaultDirectory() : g_directory;
 }
 
 void useStore(const std::string& directory) {
-  const std::lock_guard lock(g_mutex);
+  const std::lock_guard lock(g_storesMutex);
   g_directory = directory;
   current() = nullptr;
   g_lastFailure = ERROR_SUCCESS;

@@ -7,8 +7,6 @@
 namespace registry {
 namespace {
 
-constexpr std::size_t ownerSize = sizeof(std::uint64_t);
-
 bool belongsTo(std::string_view key, std::uint64_t owner) {
   return key.size() >= ownerSize && getBigEndian(key.data()) == owner;
 }

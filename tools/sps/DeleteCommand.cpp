@@ -74,10 +74,6 @@ void addSpace(Deletion& deletion, Levels& levels, const Place& place, const Leve
   deletion.all.push_back({"space", place, {}, isReadOnlyLevel(levels, place)});
 }
 
-std::u16string spaceName(Context& context) {
-  return std::u16string(context.Parameters().GetPrcSpaceName().View());
-}
-
 Place topicPlace(Context& context, const DeleteArguments& arguments) {
   const std::u16string topic = keyName(arguments.name, "topic");
   return {{spaceName(context), topic}};

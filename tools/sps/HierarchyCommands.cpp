@@ -146,7 +146,7 @@ void runHierarchy(Context& context, bool asDot) {
                  [&] { return hierarchyJson(context, hierarchy, rows); });
 }
 
-struct Place {
+struct Standing {
   std::int32_t domain = -1;
   std::int32_t subdomain = -1;
   std::int32_t level = -1;
@@ -161,7 +161,7 @@ std::string missingRow(const Hierarchy& hierarchy) {
 }
 
 // The whole hierarchy is asked for: a head's parent is in another domain.
-Place findPlace(Context& context, Hierarchy& hierarchy) {
+Standing findPlace(Context& context, Hierarchy& hierarchy) {
   constexpr const char* asked = "tell where this machine stands";
   if (!hierarchy.Load()) {
     const bool isKnown = hierarchy.GetLocalDomain() != -1 && hierarchy.LocalSubDomain() != -1;
@@ -169,7 +169,7 @@ Place findPlace(Context& context, Hierarchy& hierarchy) {
     throw Refused{std::string(asked) + ' ' + context.InSpace(), loadFailure(context.Log()), 0,
                   nextForPlace(context, hierarchy)};
   }
-  Place place;
+  Standing place;
   place.domain = hierarchy.GetDomain();
   if (place.domain == -1) {
     throw Refused{std::string(asked) + ' ' + context.InSpace(), missingRow(hierarchy), 0,
@@ -183,12 +183,12 @@ Place findPlace(Context& context, Hierarchy& hierarchy) {
   return place;
 }
 
-std::string parentText(const Place& place) {
+std::string parentText(const Standing& place) {
   if (!place.parent) return "<its row is missing>";
   return place.level == 0 ? "<none>" : oneLine(*place.parent);
 }
 
-std::string placeText(const Place& place, const Hierarchy& hierarchy) {
+std::string placeText(const Standing& place, const Hierarchy& hierarchy) {
   return columns({{"domain", std::to_string(place.domain)},
                   {"subdomain", std::to_string(place.subdomain)},
                   {"level", std::to_string(place.level) + " (" + levelNames[place.level] + ')'},
@@ -198,7 +198,7 @@ std::string placeText(const Place& place, const Hierarchy& hierarchy) {
                   {"learned from", hierarchy.Source()}});
 }
 
-Json placeJson(const Place& place, const Hierarchy& hierarchy) {
+Json placeJson(const Standing& place, const Hierarchy& hierarchy) {
   return {{"domain", place.domain},
           {"subdomain", place.subdomain},
           {"level", place.level},
@@ -210,7 +210,7 @@ Json placeJson(const Place& place, const Hierarchy& hierarchy) {
 
 void runWhere(Context& context) {
   Hierarchy hierarchy(context);
-  const Place place = findPlace(context, hierarchy);
+  const Standing place = findPlace(context, hierarchy);
   context.Answer([&] { return placeText(place, hierarchy); }, [&] { return placeJson(place, hierarchy); });
 }
 

@@ -12,10 +12,6 @@ namespace tool {
 
 namespace {
 
-std::u16string spaceName(Context& context) {
-  return std::u16string(context.Parameters().GetPrcSpaceName().View());
-}
-
 Json placeJson(const Place& place) {
   Json json = Json::object();
   for (const char* level : {"space", "topic", "parameter"}) {

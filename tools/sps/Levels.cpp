@@ -30,6 +30,10 @@ bool LevelParameter::IsReadOnly() const {
   return findStored(properties, Spc::m_pREADONLY) != nullptr;
 }
 
+std::u16string spaceName(Context& context) {
+  return std::u16string(context.Parameters().GetPrcSpaceName().View());
+}
+
 std::u16string fullPath(Context& context, const Place& place) {
   const std::u16string root = context.Parameters().RootPath();
   return place.names.empty() ? root : root + u'\\' + place.Path();

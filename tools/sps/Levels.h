@@ -70,6 +70,9 @@ private:
   Local m_spa;
 };
 
+// The process space that the command works in.
+std::u16string spaceName(Context& context);
+
 // The full path of the place's key.
 std::u16string fullPath(Context& context, const Place& place);
 
