@@ -5,7 +5,7 @@
 
 namespace {
 
-constexpr const char16_t* topic = u"Global";
+constexpr const char16_t* globalTopic = u"Global";
 
 }  // namespace
 
@@ -63,6 +63,6 @@ bool Spc::ReadDir(UnicodeString& dir, std::uint32_t* err, const char16_t* par, c
 
 bool Spc::OpenDir(RgNode& node, const char16_t* par, std::uint32_t& code) {
   UnicodeString path;
-  GetParPath(path, topic, par);
+  GetParPath(path, globalTopic, par);
   return node.Init(path, false, false) || Fail(code, node.GetRetCode(), par, 0);
 }

@@ -5,7 +5,7 @@
 #include "platform/registry/Fold.h"
 #include "platform/registry/Thread.h"
 
-using namespace registry;  // NOLINT(google-build-using-namespace): what follows is its outer face
+using namespace registry;  // NOLINT(google-*): what follows is its outer face
 
 RegistryName::RegistryName(std::u16string_view name) : m_folded(FoldedName(name).view()) {}
 

@@ -189,7 +189,7 @@ void deliver(FILETIME* out, std::uint64_t time) {
 }  // namespace
 }  // namespace registry
 
-using namespace registry;  // NOLINT(google-build-using-namespace): what follows is its outer face
+using namespace registry;  // NOLINT(google-*): what follows is its outer face
 
 // NOLINTBEGIN(readability-non-const-parameter): the interface has them so
 
