@@ -73,10 +73,10 @@ bool Client::Write(const std::u16string& topic, const std::u16string& par, const
                    std::uint32_t& err) {
   return std::visit(
       [&](const auto& content) {
-        using Content = std::decay_t<decltype(content)>;
-        if constexpr (std::is_same_v<Content, std::u16string>) {
+        using Type = std::decay_t<decltype(content)>;
+        if constexpr (std::is_same_v<Type, std::u16string>) {
           return SetPar(topic.c_str(), par.c_str(), UnicodeString(content), &err, scramble);
-        } else if constexpr (std::is_same_v<Content, std::int64_t>) {
+        } else if constexpr (std::is_same_v<Type, std::int64_t>) {
           return SetPar(topic.c_str(), par.c_str(), &content, &err);
         } else {
           return SetPar(topic.c_str(), par.c_str(), content, &err);
