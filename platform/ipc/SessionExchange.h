@@ -27,8 +27,8 @@ public:
       : m_session(std::move(session)), m_frame(frame) {}
   SessionExchange(const SessionExchange&) = delete;
   SessionExchange& operator=(const SessionExchange&) = delete;
-  // NOLINTNEXTLINE(bugprone-exception-escape): a reply that finds no memory to be handed over ends the
-  // process
+  // A verdict that finds no memory to be handed over ends the process.
+  // NOLINTNEXTLINE(bugprone-exception-escape)
   ~SessionExchange() override { reject(generalFailure); }
 
   const Peer& peer() const override { return m_session->peer(); }

@@ -36,13 +36,14 @@ constinit thread_local ThreadState* ThreadState::t_state = nullptr;
 // Destructors of static and of older thread-local objects may come back after the thread's state has
 // gone. They get another one, which ends with the thread: what hangs on a key goes after all thread-local
 // objects. That of the main thread stays.
-void ThreadState::create() {
+ThreadState& ThreadState::create() {
   static constinit thread_local bool t_ended = false;
   if (t_ended) {
     static const LateKey key;
-    t_state = std::make_unique<ThreadState>().release();
-    key.set(t_state);
-    return;
+    auto state = std::make_unique<ThreadState>();
+    key.set(state.get());
+    t_state = state.release();
+    return *t_state;
   }
   struct Owner {
     std::unique_ptr<ThreadState> state = std::make_unique<ThreadState>();
@@ -56,6 +57,7 @@ void ThreadState::create() {
   };
   thread_local const Owner owner;
   t_state = owner.state.get();
+  return *owner.state;
 }
 
 ThreadState::~ThreadState() {

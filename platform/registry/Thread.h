@@ -29,7 +29,7 @@ class ThreadState {
 public:
   static ThreadState& get() {
     if (t_state == nullptr) [[unlikely]]
-      create();
+      return create();
     return *t_state;
   }
 
@@ -136,7 +136,7 @@ private:
 
   class LateKey;
 
-  static void create();
+  static ThreadState& create();
   void attach();
   void letGo();
   void renew();
