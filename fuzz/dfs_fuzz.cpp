@@ -3,20 +3,16 @@
 // fields to write, which brings valid containers into the run.
 #include <algorithm>
 #include <cstdint>
-#include <cstdlib>
 #include <string>
 #include <vector>
 
+#include "fuzz/Fuzz.h"
 #include "platform/support/Dfs.h"
 #include "platform/support/DfsFormat.h"
 
 namespace {
 
 namespace dfs = support::dfs;
-
-void require(bool condition) {
-  if (!condition) std::abort();
-}
 
 std::u16string keyOf(const dfs::Field& field) {
   std::u16string key;

@@ -4,22 +4,17 @@
 #include <algorithm>
 #include <charconv>
 #include <cstdint>
-#include <cstdlib>
-#include <cstring>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "fuzz/Fuzz.h"
 #include "platform/recordset/DslExc.h"
 #include "src/shc.h"
 
 namespace {
 
 constexpr std::size_t fieldsOfRecord = 5;
-
-void require(bool condition) {
-  if (!condition) std::abort();
-}
 
 class Hierarchy : public Shc {
 public:
@@ -47,11 +42,9 @@ std::vector<std::u16string_view> fieldsOf(std::u16string_view text) {
 std::int64_t numberOf(std::u16string_view text) {
   std::string digits;
   for (const char16_t character : text) {
-    if (character >= u'0' && character <= u'9') {
-      digits += static_cast<char>(character);
-    } else {
-      digits = character == u'-' ? "-" : "";
-    }
+    const bool isDigit = character >= u'0' && character <= u'9';
+    if (!isDigit) digits.clear();
+    if (isDigit || character == u'-') digits += static_cast<char>(character);
   }
   std::int64_t number = 0;
   std::from_chars(digits.data(), digits.data() + digits.size(), number);
@@ -106,8 +99,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (size == 0) return 0;
   const std::size_t nameLength = std::min<std::size_t>(data[0], size - 1);
   UnicodeString name(std::u16string(data + 1, data + 1 + nameLength));
-  std::u16string text((size - 1 - nameLength) / sizeof(char16_t), u'\0');
-  std::memcpy(text.data(), data + 1 + nameLength, text.size() * sizeof(char16_t));
+  const std::u16string text = textOf(data + 1 + nameLength, size - 1 - nameLength);
   static Hierarchy hierarchy;
   hierarchy.DeleteAllRows();
   hierarchy.m_localDomain = 1;

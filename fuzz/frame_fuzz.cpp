@@ -2,9 +2,9 @@
 // written again, gives the bytes it was read from; what is refused stays refused.
 #include <algorithm>
 #include <cstdint>
-#include <cstdlib>
 #include <vector>
 
+#include "fuzz/Fuzz.h"
 #include "platform/ipc/Frame.h"
 
 namespace {
@@ -13,10 +13,6 @@ using ipc::Frame;
 using ipc::FrameReader;
 
 constexpr std::uint32_t limit = 4096;
-
-void require(bool condition) {
-  if (!condition) std::abort();
-}
 
 struct Result {
   std::vector<std::uint8_t> frames;  // written again

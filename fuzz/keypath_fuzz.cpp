@@ -2,44 +2,16 @@
 // rules of paths. The first byte chooses how; the rest is the path, which may be repeated to get deep.
 #include <algorithm>
 #include <cstdint>
-#include <cstdlib>
-#include <cstring>
-#include <filesystem>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "platform/registry/RegistryStore.h"
+#include "fuzz/Fuzz.h"
 #include "platform/registry/RegistryTransaction.h"
 #include "platform/registry/registry.h"
+#include "tests/TempStore.h"
 
 namespace {
-
-void require(bool condition) {
-  if (!condition) std::abort();
-}
-
-// A store for this process, in memory where there is some; it goes with the process.
-class FuzzStore {
-public:
-  FuzzStore() {
-    const bool hasMemory = std::filesystem::is_directory("/dev/shm") && std::getenv("TMPDIR") == nullptr;
-    const std::filesystem::path root = hasMemory ? "/dev/shm" : std::filesystem::temp_directory_path();
-    m_directory = (root / "keypath-XXXXXX").string();
-    require(mkdtemp(m_directory.data()) != nullptr);
-    registry::useStore(m_directory);
-  }
-  ~FuzzStore() {
-    registry::useStore("");
-    std::error_code ignored;
-    std::filesystem::remove_all(m_directory, ignored);
-  }
-  FuzzStore(const FuzzStore&) = delete;
-  FuzzStore& operator=(const FuzzStore&) = delete;
-
-private:
-  std::string m_directory;
-};
 
 // What the rules say of a path: its components, and the number that it deserves.
 struct Expected {
@@ -135,11 +107,10 @@ void check(const std::u16string& path) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static const FuzzStore store;
+  static const TempStore store;
   if (size == 0) return 0;
   constexpr std::size_t repeats[] = {1, 1, 2, 520};
-  std::u16string text((size - 1) / sizeof(char16_t), u'\0');
-  if (!text.empty()) std::memcpy(text.data(), data + 1, text.size() * sizeof(char16_t));
+  std::u16string text = textOf(data + 1, size - 1);
   text.resize(std::min(text.find(u'\0'), text.size()));
   const std::size_t times = text.size() > 64 ? 1 : repeats[(data[0] >> 1) & 3U];
   std::u16string path = text;

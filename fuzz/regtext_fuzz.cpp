@@ -1,10 +1,10 @@
 // Any bytes as a registry text. What the reader understands must come back from the writer, in both
 // encodings; and the input is tried behind a header and a key too, where most of the grammar is.
 #include <cstdint>
-#include <cstdlib>
 #include <string>
 #include <vector>
 
+#include "fuzz/Fuzz.h"
 #include "platform/regtext/RegTextEncoding.h"
 #include "platform/regtext/RegTextReader.h"
 #include "platform/regtext/RegTextWriter.h"
@@ -21,21 +21,14 @@ struct Statement {
   bool operator==(const Statement&) const = default;
 };
 
-void require(bool condition) {
-  if (!condition) std::abort();
-}
-
 std::vector<Statement> statements(std::u16string_view text, regtext::Fault& fault) {
   std::vector<Statement> result;
   std::size_t position = 0;
   fault = regtext::parse(text, [&](const regtext::Event& event) {
     require(event.line > 0 && event.position > position && event.position <= text.size());
     position = event.position;
-    result.push_back({event.kind,
-                      std::u16string(event.key),
-                      std::u16string(event.name),
-                      event.type,
-                      {event.data.begin(), event.data.end()}});
+    const std::vector<std::uint8_t> data(event.data.begin(), event.data.end());
+    result.push_back({event.kind, std::u16string(event.key), std::u16string(event.name), event.type, data});
     return true;
   });
   return result;
@@ -73,10 +66,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   roundTrip(decoded.text);
   const std::u16string start = std::u16string(regtext::header) + u"\n[HKU\\k]\n";
   roundTrip(start + decoded.text);
-  std::u16string raw(size / 2, u'\0');
-  for (std::size_t i = 0; i < raw.size(); ++i) {
-    raw[i] = static_cast<char16_t>(data[2 * i] | data[2 * i + 1] << 8U);
-  }
-  roundTrip(start + raw);
+  roundTrip(start + textOf(data, size));
   return 0;
 }

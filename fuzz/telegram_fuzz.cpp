@@ -4,34 +4,24 @@
 // telegram's fields, which gets deeper, or a registry text that comes in pieces.
 #include <condition_variable>
 #include <cstdint>
-#include <cstdlib>
-#include <filesystem>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
 
-#include "platform/registry/RegistryStore.h"
+#include "fuzz/Fuzz.h"
 #include "service/Json.h"
 #include "service/ParameterService.h"
+#include "tests/TempStore.h"
 
 namespace {
 
-void require(bool condition) {
-  if (!condition) std::abort();
-}
-
 const UnicodeString root = u"HKEY_LOCAL_MACHINE\\Software\\Velor\\SPS";
 
-// A store for this process, in memory where there is some; it goes with the process.
-class FuzzStore {
+// A store for this process, with a parameter of each type.
+class FuzzStore : public TempStore {
 public:
   FuzzStore() {
-    const bool hasMemory = std::filesystem::is_directory("/dev/shm") && std::getenv("TMPDIR") == nullptr;
-    const std::filesystem::path place = hasMemory ? "/dev/shm" : std::filesystem::temp_directory_path();
-    m_directory = (place / "telegram-XXXXXX").string();
-    require(mkdtemp(m_directory.data()) != nullptr);
-    registry::useStore(m_directory);
     for (const char16_t letter : {u'B', u'D', u'I', u'S', u'T'}) {
       service::Node node;
       const UnicodeString par(std::u16string_view(&letter, 1));
@@ -39,17 +29,19 @@ public:
       require(node.SetValue(u"@type", reinterpret_cast<const std::uint8_t*>(&letter), 2U));
     }
   }
-  ~FuzzStore() {
-    registry::useStore("");
-    std::error_code ignored;
-    std::filesystem::remove_all(m_directory, ignored);
-  }
-  FuzzStore(const FuzzStore&) = delete;
-  FuzzStore& operator=(const FuzzStore&) = delete;
-
-private:
-  std::string m_directory;
 };
+
+// A telegram of the fields that the work adds.
+template <class Work>
+ipc::Bytes telegramOf(std::size_t room, const Work& add) {
+  ipc::Bytes bytes(room);
+  DfsBin fields;
+  fields.AssignEmptyBuffer(bytes.data(), static_cast<std::int64_t>(room), false);
+  add(fields);
+  require(!fields.HasOverflow());
+  bytes.resize(static_cast<std::size_t>(fields.GetDataSize()));
+  return bytes;
+}
 
 // A request that waits for its answer.
 class Asked : public ipc::Exchange {
@@ -151,39 +143,38 @@ std::vector<std::u16string> knownPaths() {
 // Every field that any request has, with values of the input's.
 ipc::Bytes wellFormed(Input& input) {
   namespace key = telegram::key;
-  ipc::Bytes room(1U << 16U);
-  DfsBin fields;
-  fields.AssignEmptyBuffer(room.data(), static_cast<std::int64_t>(room.size()), false);
-  telegram::add(fields, key::nodePath, input.Text(knownPaths()).c_str());
-  telegram::add(fields, key::nodeName, input.Text({u"T", u"I", u"Default"}).c_str());
-  telegram::add(fields, key::topic, input.Text({u"T"}).c_str());
-  telegram::add(fields, key::par, input.Text({u"B", u"D", u"I", u"S", u"T"}).c_str());
-  telegram::add(fields, key::propName,
-                input.Text({u"@value", u"@override", u"@type", u"@readonly", u"@decrypt", u"WS07"}).c_str());
-  const auto value = input.Bytes();
-  telegram::add(fields, key::binary, value.data(), static_cast<std::int64_t>(value.size()));
-  telegram::add(fields, key::size, static_cast<std::int32_t>(value.size()));
-  // Requests 0 and 1 want the type in another form than the others.
-  const std::uint8_t letter = input.Byte();
-  if ((letter & 0x80U) != 0) {
-    telegram::addLetter(fields, letter & 0x7FU);
-  } else {
-    telegram::add(fields, key::type, letter);
-  }
-  telegram::add(fields, key::oWorkstat, input.Text({u"", u"WS07"}).c_str());
-  telegram::add(fields, key::oUser, u"");
-  telegram::add(fields, key::oInstance, u"");
-  telegram::add(fields, key::noErrMsg, input.Byte());
-  telegram::add(fields, key::user, input.Text({u"", u"miller"}).c_str());
-  telegram::add(fields, key::ws, u"ws");
-  telegram::add(fields, key::app, u"app");
-  telegram::add(fields, key::replicator, u"north");
-  telegram::add(fields, key::msId, 1);
-  telegram::add(fields, key::replace, input.Byte());
-  telegram::add(fields, key::data, input.Text({u"", u"Windows Registry Editor Version 5.00\n"}).c_str());
-  require(!fields.HasOverflow());
-  room.resize(static_cast<std::size_t>(fields.GetDataSize()));
-  return room;
+  return telegramOf(1U << 16U, [&](Dfs& fields) {
+    const auto addText = [&](telegram::Key<telegram::Wire::Str> name,
+                             const std::vector<std::u16string>& known) {
+      telegram::add(fields, name, input.Text(known).c_str());
+    };
+    addText(key::nodePath, knownPaths());
+    addText(key::nodeName, {u"T", u"I", u"Default"});
+    addText(key::topic, {u"T"});
+    addText(key::par, {u"B", u"D", u"I", u"S", u"T"});
+    addText(key::propName, {u"@value", u"@override", u"@type", u"@readonly", u"@decrypt", u"WS07"});
+    const auto value = input.Bytes();
+    telegram::add(fields, key::binary, value.data(), static_cast<std::int64_t>(value.size()));
+    telegram::add(fields, key::size, static_cast<std::int32_t>(value.size()));
+    // Requests 0 and 1 want the type in another form than the others.
+    const std::uint8_t letter = input.Byte();
+    if ((letter & 0x80U) != 0) {
+      telegram::addLetter(fields, letter & 0x7FU);
+    } else {
+      telegram::add(fields, key::type, letter);
+    }
+    addText(key::oWorkstat, {u"", u"WS07"});
+    telegram::add(fields, key::oUser, u"");
+    telegram::add(fields, key::oInstance, u"");
+    telegram::add(fields, key::noErrMsg, input.Byte());
+    addText(key::user, {u"", u"miller"});
+    telegram::add(fields, key::ws, u"ws");
+    telegram::add(fields, key::app, u"app");
+    telegram::add(fields, key::replicator, u"north");
+    telegram::add(fields, key::msId, 1);
+    telegram::add(fields, key::replace, input.Byte());
+    addText(key::data, {u"", u"Windows Registry Editor Version 5.00\n"});
+  });
 }
 
 // The text as a client sends it whose pieces have that length: the telegrams of requests 11, 12 and 13.
@@ -194,34 +185,24 @@ std::vector<ipc::Bytes> importOf(std::span<const std::uint8_t> bytes, std::size_
   }
   std::vector<ipc::Bytes> telegrams;
   for (std::size_t at = 0; at == 0 || at < text.size(); at += length) {
-    ipc::Bytes room(64 + 2 * length);
-    DfsBin fields;
-    fields.AssignEmptyBuffer(room.data(), static_cast<std::int64_t>(room.size()), false);
-    if (at == 0) telegram::add(fields, telegram::key::size, static_cast<std::int32_t>(text.size()));
-    telegram::add(fields, telegram::key::data, text.substr(at, length).c_str());
-    require(!fields.HasOverflow());
-    room.resize(static_cast<std::size_t>(fields.GetDataSize()));
-    telegrams.push_back(std::move(room));
+    telegrams.push_back(telegramOf(64 + 2 * length, [&](Dfs& fields) {
+      if (at == 0) telegram::add(fields, telegram::key::size, static_cast<std::int32_t>(text.size()));
+      telegram::add(fields, telegram::key::data, text.substr(at, length).c_str());
+    }));
   }
-  ipc::Bytes room(64);
-  DfsBin fields;
-  fields.AssignEmptyBuffer(room.data(), static_cast<std::int64_t>(room.size()), false);
-  telegram::add(fields, telegram::key::data, u"");
-  room.resize(static_cast<std::size_t>(fields.GetDataSize()));
-  telegrams.push_back(std::move(room));
+  telegrams.push_back(telegramOf(64, [](Dfs& fields) { telegram::add(fields, telegram::key::data, u""); }));
   return telegrams;
 }
 
 ipc::Peer peerFor(std::uint8_t choice) {
-  if ((choice & 0x10U) != 0) {
-    return {.kind = ipc::Peer::Kind::Unix,
-            .uid = 1000,
-            .gid = 1000,
-            .groups = {},
-            .name = "miller",
-            .address = "unix"};
-  }
-  return {.kind = ipc::Peer::Kind::Unix, .uid = 0, .gid = 0, .groups = {}, .name = "root", .address = "unix"};
+  const bool isUser = (choice & 0x10U) != 0;
+  const std::uint32_t id = isUser ? 1000 : 0;
+  return {.kind = ipc::Peer::Kind::Unix,
+          .uid = id,
+          .gid = id,
+          .groups = {},
+          .name = isUser ? "miller" : "root",
+          .address = "unix"};
 }
 
 service::Settings settings() {

@@ -1,4 +1,4 @@
-// Statements of a registry text as lines of text, for comparison in tests.
+// What tests do with registry text: statements as lines for comparison, and text collected from a writer.
 #pragma once
 
 #include <cstdio>
@@ -46,14 +46,18 @@ inline Statements read(std::u16string_view text) {
   return result;
 }
 
+// Takes all that a writer or an export gives.
+inline regtext::Sink into(std::u16string& text) {
+  return [&text](std::u16string_view piece) {
+    text += piece;
+    return true;
+  };
+}
+
 // What the writer makes of what the reader found.
 inline std::u16string rewrite(std::u16string_view text, regtext::LineEnd lineEnd = regtext::LineEnd::CrLf) {
   std::u16string result;
-  const auto append = [&](std::u16string_view piece) {
-    result += piece;
-    return true;
-  };
-  regtext::Writer writer(append, lineEnd);
+  regtext::Writer writer(into(result), lineEnd);
   regtext::parse(text, [&](const regtext::Event& event) { return writer.Write(event); });
   writer.Finish();
   return result;

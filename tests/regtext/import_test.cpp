@@ -6,7 +6,8 @@
 #include "platform/regtext/OpenKey.h"
 #include "platform/regtext/RegTextExport.h"
 #include "platform/regtext/RegTextImport.h"
-#include "tests/regtext/TempStore.h"
+#include "tests/TempStore.h"
+#include "tests/regtext/Statements.h"
 
 using regtext::ImportResult;
 using regtext::importText;
@@ -22,13 +23,7 @@ class Store : public testing::Test {
 protected:
   static std::u16string Export(std::u16string_view root) {
     std::u16string text;
-    const auto result = regtext::exportTree(
-        root,
-        [&](std::u16string_view piece) {
-          text += piece;
-          return true;
-        },
-        regtext::LineEnd::Lf);
+    const auto result = regtext::exportTree(root, into(text), regtext::LineEnd::Lf);
     EXPECT_TRUE(result.Done()) << result.text;
     return text;
   }
@@ -38,14 +33,13 @@ protected:
 };
 
 TEST_F(Store, ExportsWhatWasImported) {
-  const std::u16string text =
+  const ImportResult result = importText(
       header +
       u"[HKEY_LOCAL_MACHINE\\P]\n@=\"default\"\n\"a\"=dword:00000007\n\"\xD800\"=hex(1):00,d8\n\"z\n\"=hex(0)"
       u":\n\n"
       u"[HKEY_LOCAL_MACHINE\\P\\K [1]]\n\n[\"HKEY_LOCAL_MACHINE\\\\P\\\\k\n2\"]\n\"m\"=hex(7):00,00\n\n"
       u"[HKEY_LOCAL_MACHINE\\P\\K3]\n\"q\"=hex(b):01,02,03,04,05,06,07,08\n\n[HKEY_LOCAL_"
-      u"MACHINE\\P\\K3\\deep]\n\n";
-  const ImportResult result = importText(text);
+      u"MACHINE\\P\\K3\\deep]\n\n");
   ASSERT_TRUE(result.Done()) << result.Message();
   EXPECT_EQ(result.keys, 5U);
   EXPECT_EQ(result.newKeys, 5U);
@@ -91,13 +85,11 @@ TEST_F(Store, FaultyTextChangesNothing) {
 
 // A key that lasts cannot lie below one that ends with the next boot: only the registry knows.
 TEST_F(Store, RefusalOfTheRegistryNamesTheLineAndTakesAllBack) {
-  {
-    HKEY key = 0;
-    ASSERT_EQ(RegCreateKeyExW(HKEY_LOCAL_MACHINE, u"Volatile", 0, nullptr, REG_OPTION_VOLATILE,
-                              MAXIMUM_ALLOWED, nullptr, &key, nullptr),
-              0);
-    RegCloseKey(key);
-  }
+  HKEY key = 0;
+  ASSERT_EQ(RegCreateKeyExW(HKEY_LOCAL_MACHINE, u"Volatile", 0, nullptr, REG_OPTION_VOLATILE, MAXIMUM_ALLOWED,
+                            nullptr, &key, nullptr),
+            0);
+  RegCloseKey(key);
   const std::u16string before = Export(u"");
   const ImportResult result =
       importText(header + u"[HKLM\\Kept]\n@=\"x\"\n[HKLM\\Volatile]\n@=\"y\"\n[HKLM\\Volatile\\k]\n");
@@ -115,19 +107,23 @@ TEST_F(Store, NothingOutsideTheAllowedKeyIsTouched) {
     EXPECT_THAT(result.Message(), StartsWith("line 4: found the key HKEY_"));
     EXPECT_FALSE(Exists(u"Software\\S\\new"));
   }
-}
-
-TEST_F(Store, AllowedKeyMustBeAPath) {
-  const ImportResult result = importText(header + u"[HKLM\\P]\n", {u"Software", false});
-  EXPECT_EQ(result.status, ERROR_INVALID_PARAMETER);
-  EXPECT_THAT(result.Message(), HasSubstr("found the hive \"Software\", expected one of"));
+  const ImportResult noPath = importText(header + u"[HKLM\\P]\n", {u"Software", false});
+  EXPECT_EQ(noPath.status, ERROR_INVALID_PARAMETER);
+  EXPECT_THAT(noPath.Message(), HasSubstr("found the hive \"Software\", expected one of"));
   EXPECT_FALSE(Exists(u"P"));
 }
 
-TEST_F(Store, DryRunCountsAndKeepsNothing) {
-  const ImportResult result = importText(header + u"[HKLM\\P]\n@=\"x\"\n", {{}, true});
-  EXPECT_TRUE(result.Done());
-  EXPECT_EQ(result.values, 1U);
+TEST_F(Store, WhatIsNotCommittedIsNotKept) {
+  const std::u16string text = header + u"[HKLM\\P]\n@=\"x\"\n";
+  const ImportResult dryRun = importText(text, {{}, true});
+  EXPECT_TRUE(dryRun.Done());
+  EXPECT_EQ(dryRun.values, 1U);
+  EXPECT_FALSE(Exists(u"P"));
+  {
+    const RegistryTransaction transactionOfTheCaller;
+    ASSERT_TRUE(importText(text).Done());
+    EXPECT_TRUE(Exists(u"P"));
+  }
   EXPECT_FALSE(Exists(u"P"));
 }
 
@@ -151,15 +147,6 @@ TEST_F(Store, ProgressReachesTheTotalAndCancelsAll) {
   EXPECT_FALSE(Exists(u"Q"));
 }
 
-TEST_F(Store, ImportBelongsToTheCallersTransaction) {
-  {
-    RegistryTransaction transaction;
-    ASSERT_TRUE(importText(header + u"[HKLM\\P]\n").Done());
-    EXPECT_TRUE(Exists(u"P"));
-  }
-  EXPECT_FALSE(Exists(u"P"));
-}
-
 TEST_F(Store, DeepTreesComeAndGo) {
   std::u16string path = u"HKLM\\P";
   for (std::size_t i = 1; i < regtext::maxLevels; ++i) path += u"\\k";
@@ -174,9 +161,8 @@ TEST_F(Store, DeepTreesComeAndGo) {
 // Another thread deletes and adds as soon as the first piece is out.
 TEST_F(Store, ExportShowsOneMoment) {
   std::u16string text = header;
-  for (std::size_t i = 0; i < 3000; ++i)
-    text +=
-        u"[HKLM\\P\\k" + std::u16string(i / 30, u'x') + std::u16string(1 + i % 30, u'y') + u"]\n@=\"v\"\n";
+  for (int i = 0; i < 3000; ++i)
+    text += u"[HKLM\\P\\k" + support::toUtf16(std::to_string(i)) + u"]\n@=\"v\"\n";
   ASSERT_TRUE(importText(text).Done());
   const std::u16string before = Export(u"HKLM\\P");
   std::u16string exported;
@@ -184,8 +170,7 @@ TEST_F(Store, ExportShowsOneMoment) {
       u"HKLM\\P",
       [&](std::u16string_view piece) {
         if (exported.empty()) {
-          std::thread other([] { importText(header + u"[-HKLM\\P]\n[HKLM\\P\\z]\n"); });
-          other.join();
+          std::thread([] { importText(header + u"[-HKLM\\P]\n[HKLM\\P\\z]\n"); }).join();
         }
         exported += piece;
         return true;

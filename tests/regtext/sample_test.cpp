@@ -10,7 +10,7 @@
 #include "platform/regtext/RegTextReader.h"
 #include "platform/support/Utf.h"
 #include "src/spc.h"
-#include "tests/regtext/TempStore.h"
+#include "tests/TempStore.h"
 
 namespace {
 
@@ -44,20 +44,11 @@ std::map<std::u16string, Values> sampleKeys() {
 
 bool hasForm(char letter, const Stored& value) {
   const std::size_t size = value.data.size();
-  switch (letter) {
-    case 'B':
-      return value.type == REG_BINARY && size == 1 && value.data[0] <= 1;
-    case 'D':
-    case 'T':
-      return value.type == REG_BINARY && size == 8;
-    case 'I':
-      return value.type == REG_DWORD && size == 4;
-    case 'S':
-      return (value.type == REG_SZ || value.type == REG_EXPAND_SZ) && size >= 2 && size % 2 == 0 &&
-             value.data[size - 2] == 0 && value.data[size - 1] == 0;
-    default:
-      return false;
-  }
+  if (letter == 'B') return value.type == REG_BINARY && size == 1 && value.data[0] <= 1;
+  if (letter == 'D' || letter == 'T') return value.type == REG_BINARY && size == 8;
+  if (letter == 'I') return value.type == REG_DWORD && size == 4;
+  return letter == 'S' && (value.type == REG_SZ || value.type == REG_EXPAND_SZ) && size >= 2 &&
+         size % 2 == 0 && value.data[size - 2] == 0 && value.data[size - 1] == 0;
 }
 
 // Every parameter has a type, and every value, override values included, the form of that type.
@@ -73,12 +64,8 @@ TEST(Sample, ParametersAreWellFormed) {
     EXPECT_TRUE(values.contains(u"@value") || values.contains(u"@superValue")) << where;
     for (const auto& [name, value] : values) {
       const bool isValue = name[0] != u'@' || name == u"@value" || name == u"@superValue";
-      if (isValue) {
-        EXPECT_TRUE(hasForm(static_cast<char>(type[0]), value)) << where;
-      }
-      if (name == u"@override") {
-        EXPECT_EQ(value.data.size(), 2U) << where;
-      }
+      EXPECT_TRUE(!isValue || hasForm(static_cast<char>(type[0]), value)) << where;
+      EXPECT_TRUE(name != u"@override" || value.data.size() == 2) << where;
     }
   }
   EXPECT_EQ(types.size(), 5U);
@@ -91,28 +78,33 @@ protected:
     unsetenv("PROCESS_SPACE");
     const auto result = regtext::importText(sampleText());
     EXPECT_TRUE(result.Done()) << result.Message();
+    spc.Init();
   }
 
-  static std::string Text(Spc& spc, const char16_t* topic, const char16_t* par) {
+  std::string Text(Spc& from, const char16_t* topic, const char16_t* par) {
     UnicodeString value;
-    return spc.GetPar(topic, par, value) ? support::toUtf8(value.View()) : "not read";
+    return from.GetPar(topic, par, value) ? support::toUtf8(value.View()) : "not read";
   }
-  static std::string Directory(Spc& spc, bool (Spc::*get)(UnicodeString&, std::uint32_t*)) {
+  std::string Directory(bool (Spc::*get)(UnicodeString&, std::uint32_t*)) {
     UnicodeString value;
     return (spc.*get)(value, nullptr) ? support::toUtf8(value.View()) : "not read";
   }
   template <class Value>
-  static Value Number(Spc& spc, const char16_t* topic, const char16_t* par) {
+  Value Number(Spc& from, const char16_t* topic, const char16_t* par) {
     Value value{};
-    EXPECT_TRUE(spc.GetPar(topic, par, &value));
+    EXPECT_TRUE(from.GetPar(topic, par, &value));
     return value;
+  }
+  void UseTraining() {
+    setenv("PROCESS_SPACE", "Training", 1);
+    spc.Init();
   }
 
   TempStore m_store;
+  Spc spc;
 };
 
 TEST_F(SampleStore, EachTypeReads) {
-  Spc spc;
   EXPECT_TRUE(Number<bool>(spc, u"Filtration", u"BackwashAutomatic"));
   EXPECT_EQ(Number<double>(spc, u"Filtration", u"TurbidityLimit"), 0.35);
   EXPECT_EQ(Number<std::int32_t>(spc, u"Filtration", u"BackwashInterval"), 24);
@@ -122,45 +114,39 @@ TEST_F(SampleStore, EachTypeReads) {
 }
 
 TEST_F(SampleStore, OverridesApply) {
-  Spc none;
-  Spc spc(u"FILTER1", u"hollis", u"TREND");
-  EXPECT_EQ(Text(none, u"Operating", u"ScreenLayout"), "one screen");
-  EXPECT_EQ(Text(spc, u"Operating", u"ScreenLayout"), "two screens");
-  EXPECT_EQ(Text(spc, u"Operating", u"StartPicture"), "Laboratory");
-  EXPECT_EQ(Number<std::int32_t>(none, u"Operating", u"RefreshInterval"), 1000);
-  EXPECT_EQ(Number<std::int32_t>(spc, u"Operating", u"RefreshInterval"), 5000);
+  Spc own(u"FILTER1", u"hollis", u"TREND");
+  EXPECT_EQ(Text(spc, u"Operating", u"ScreenLayout"), "one screen");
+  EXPECT_EQ(Text(own, u"Operating", u"ScreenLayout"), "two screens");
+  EXPECT_EQ(Text(own, u"Operating", u"StartPicture"), "Laboratory");
+  EXPECT_EQ(Number<std::int32_t>(spc, u"Operating", u"RefreshInterval"), 1000);
+  EXPECT_EQ(Number<std::int32_t>(own, u"Operating", u"RefreshInterval"), 5000);
 }
 
 // The texts are stored scrambled: they come out plain only while the scrambling is what it was.
 TEST_F(SampleStore, ScrambledTextsComeOutPlain) {
-  Spc spc;
   EXPECT_EQ(Text(spc, u"Archive", u"Password"), "brook-trout 7");
   EXPECT_EQ(spc.GetDMSLogMode(), 1);
   EXPECT_EQ(spc.GetDlgMgrLogMode(), 2);
   EXPECT_EQ(spc.GetMACLogMode(3), 1);
-  setenv("PROCESS_SPACE", "Training", 1);
-  spc.Init();
+  UseTraining();
   EXPECT_EQ(spc.GetDMSLogMode(), 2);
 }
 
 TEST_F(SampleStore, DirectoriesOfBothSpaces) {
-  Spc spc;
-  EXPECT_EQ(Directory(spc, &Spc::GetRootDir), "/opt/brindle");
-  EXPECT_EQ(Directory(spc, &Spc::GetBinDir), "/opt/brindle/bin");
-  EXPECT_EQ(Directory(spc, &Spc::GetInstDir), "/opt/brindle/install");
-  EXPECT_EQ(Directory(spc, &Spc::GetTmpDir), "/home/marten/.cache/brindle");
-  setenv("PROCESS_SPACE", "Training", 1);
-  spc.Init();
+  EXPECT_EQ(Directory(&Spc::GetRootDir), "/opt/brindle");
+  EXPECT_EQ(Directory(&Spc::GetBinDir), "/opt/brindle/bin");
+  EXPECT_EQ(Directory(&Spc::GetInstDir), "/opt/brindle/install");
+  EXPECT_EQ(Directory(&Spc::GetTmpDir), "/home/marten/.cache/brindle");
+  UseTraining();
   for (const auto get : {&Spc::GetRootDir, &Spc::GetBinDir, &Spc::GetCfgDir, &Spc::GetHlpDir,
                          &Spc::GetInstDir, &Spc::GetSysLogDir, &Spc::GetTmpDir}) {
-    EXPECT_THAT(Directory(spc, get), testing::StartsWith("/"));
+    EXPECT_THAT(Directory(get), testing::StartsWith("/"));
   }
-  EXPECT_EQ(Directory(spc, &Spc::GetLogDir), "/home/marten/brindle-training/log");
+  EXPECT_EQ(Directory(&Spc::GetLogDir), "/home/marten/brindle-training/log");
 }
 
 // This computer's host stands in the text of its domain, and each domain but the top has its head first.
 TEST_F(SampleStore, DomainTextsHoldFiveFieldsAHost) {
-  Spc spc;
   EXPECT_EQ(Number<std::int32_t>(spc, u"Global", u"DOMAIN"), 1100);
   EXPECT_EQ(Number<std::int32_t>(spc, u"Global", u"SUBDOMAIN"), 1101);
   for (const char16_t* domain : {u"D0000", u"D1100", u"D1200"}) {

@@ -26,11 +26,7 @@ std::vector<std::u16string> linesOf(std::u16string_view text) {
 
 std::u16string written(std::uint32_t type, std::span<const std::uint8_t> data) {
   std::u16string result;
-  const auto append = [&](std::u16string_view piece) {
-    result += piece;
-    return true;
-  };
-  regtext::Writer writer(append, regtext::LineEnd::Lf);
+  regtext::Writer writer(into(result), regtext::LineEnd::Lf);
   writer.Key(u"HKEY_USERS\\k");
   writer.Value(u"", type, data);
   writer.Finish();
@@ -62,15 +58,9 @@ TEST(Writer, WrapsHexLinesWithin80Columns) {
   }
 }
 
-struct ByteCase {
-  std::uint32_t type;
-  std::vector<std::uint8_t> data;
-  const char16_t* line;
-};
-
 // Bytes that no quoted text or number stands for keep their bytes.
 TEST(Writer, KeepsBytesThatAreNoText) {
-  const ByteCase cases[] = {
+  const std::tuple<std::uint32_t, std::vector<std::uint8_t>, const char16_t*> cases[] = {
       {REG_SZ, {0x41, 0, 0, 0}, u"@=\"A\"\n\n"},
       {REG_SZ, {}, u"@=hex(1):\n\n"},
       {REG_SZ, {0x41, 0}, u"@=hex(1):41,00\n\n"},
@@ -84,7 +74,7 @@ TEST(Writer, KeepsBytesThatAreNoText) {
       {REG_DWORD, {1, 2, 3}, u"@=hex(4):01,02,03\n\n"},
       {0xffff0012, {1}, u"@=hex(ffff0012):01\n\n"},
   };
-  for (const ByteCase& c : cases) EXPECT_EQ(written(c.type, c.data), c.line);
+  for (const auto& [type, data, line] : cases) EXPECT_EQ(written(type, data), line);
 }
 
 TEST(Writer, NamesWithLineEndsComeBack) {
