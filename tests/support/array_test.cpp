@@ -1,6 +1,6 @@
 #include "platform/collections/CArray.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <limits>
 #include <type_traits>
@@ -39,11 +39,8 @@ TEST(CArrayTest, ABadIndexRaisesInvalidArgument) {
   }
   EXPECT_THROW(words.SetAtGrow(-1, u"x"), std::invalid_argument);
   EXPECT_EQ(words.GetSize(), 1);
-  try {
-    static_cast<void>(words.GetAt(7));
-  } catch (const std::invalid_argument& error) {
-    EXPECT_STREQ(error.what(), "index 7 in an array of 1");
-  }
+  EXPECT_THAT([&] { words.GetAt(7); },
+              testing::ThrowsMessage<std::invalid_argument>("index 7 in an array of 1"));
 }
 
 TEST(CArrayTest, TakesItsOwnElementsWhileItGrows) {

@@ -2,9 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <vector>
-
-#include "platform/support/Trace.h"
+#include "tests/support/Capture.h"
 #include "tests/support/print.h"
 
 namespace {
@@ -15,12 +13,9 @@ public:
 };
 
 std::vector<std::string> dump() {
-  std::vector<std::string> lines;
-  const trace::SinkId id = trace::addSink(
-      [&lines](const trace::Line& line) { lines.push_back(trace::render(line)); }, trace::allLevels);
+  const Capture capture;
   DbgLastStoredStackDump();
-  trace::removeSink(id);
-  return lines;
+  return capture.lines;
 }
 
 TEST(ExcBaseTest, CarriesWhatItWasGiven) {

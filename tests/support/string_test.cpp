@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <limits>
 #include <set>
+#include <tuple>
 
 #include "platform/support/UnicodeString.h"
 #include "tests/support/print.h"
@@ -14,64 +15,41 @@ const UnicodeString abc = u"abcdef";
 TEST(UnicodeStringTest, Parts) {
   constexpr std::int32_t most = std::numeric_limits<std::int32_t>::max();
   constexpr std::int32_t least = std::numeric_limits<std::int32_t>::min();
-  const struct {
-    UnicodeString part;
-    const char16_t* expected;
-  } cases[] = {
-      {abc.Left(0), u""},
-      {abc.Left(2), u"ab"},
-      {abc.Left(6), u"abcdef"},
-      {abc.Left(most), u"abcdef"},
-      {abc.Left(least), u""},
-      {abc.Right(0), u""},
-      {abc.Right(2), u"ef"},
-      {abc.Right(7), u"abcdef"},
-      {abc.Right(-1), u""},
-      {abc.Mid(0), u"abcdef"},
-      {abc.Mid(4), u"ef"},
-      {abc.Mid(6), u""},
-      {abc.Mid(most), u""},
-      {abc.Mid(-3), u"abcdef"},
-      {abc.Mid(4, 4), u"ef"},
-      {abc.Mid(1, 2), u"bc"},
-      {abc.Mid(2, 0), u""},
-      {abc.Mid(2, -1), u""},
-      {abc.Mid(6, 1), u""},
-      {abc.Mid(9, 1), u""},
-      {abc.Mid(1, most), u"bcdef"},
-      {abc.Mid(least, most), abc},
-      {UnicodeString().Left(1), u""},
-      {UnicodeString().Mid(0, 1), u""},
-  };
-  for (const auto& [part, expected] : cases) EXPECT_EQ(part, expected) << &part - &cases[0].part;
+  const std::pair<std::int32_t, const char16_t*> lefts[] = {
+      {0, u""}, {2, u"ab"}, {6, u"abcdef"}, {most, u"abcdef"}, {least, u""}};
+  for (const auto& [count, part] : lefts) EXPECT_EQ(abc.Left(count), part) << count;
+  const std::pair<std::int32_t, const char16_t*> rights[] = {{0, u""}, {2, u"ef"}, {7, u"abcdef"}, {-1, u""}};
+  for (const auto& [count, part] : rights) EXPECT_EQ(abc.Right(count), part) << count;
+  const std::pair<std::int32_t, const char16_t*> rests[] = {
+      {0, u"abcdef"}, {4, u"ef"}, {6, u""}, {most, u""}, {-3, u"abcdef"}};
+  for (const auto& [start, part] : rests) EXPECT_EQ(abc.Mid(start), part) << start;
+  const std::tuple<std::int32_t, std::int32_t, const char16_t*> parts[] = {
+      {4, 4, u"ef"}, {1, 2, u"bc"}, {2, 0, u""},         {2, -1, u""},
+      {6, 1, u""},   {9, 1, u""},   {1, most, u"bcdef"}, {least, most, abc}};
+  for (const auto& [start, count, part] : parts)
+    EXPECT_EQ(abc.Mid(start, count), part) << start << ' ' << count;
+  EXPECT_TRUE(UnicodeString().Left(1).IsEmpty() && UnicodeString().Mid(0, 1).IsEmpty());
 }
 
 TEST(UnicodeStringTest, Find) {
   const UnicodeString path = u"a\\b\\c";
-  const struct {
-    char16_t character;
-    std::int32_t start;
-    std::int32_t expected;
-  } cases[] = {{u'\\', 0, 1}, {u'\\', 1, 1}, {u'\\', 2, 3}, {u'\\', 4, -1},
-               {u'x', 0, -1}, {u'a', -5, 0}, {u'c', 99, -1}};
-  for (const auto& [character, start, expected] : cases) EXPECT_EQ(path.Find(character, start), expected);
+  const std::tuple<char16_t, std::int32_t, std::int32_t> cases[] = {
+      {u'\\', 0, 1}, {u'\\', 1, 1}, {u'\\', 2, 3}, {u'\\', 4, -1},
+      {u'x', 0, -1}, {u'a', -5, 0}, {u'c', 99, -1}};
+  for (const auto& [character, start, expected] : cases)
+    EXPECT_EQ(path.Find(character, start), expected) << start;
   EXPECT_EQ(path.Find(u'b'), 2);
 }
 
 TEST(UnicodeStringTest, Trim) {
-  const struct {
-    const char16_t* text;
-    const char16_t* set;
-    const char16_t* expected;
-  } cases[] = {
+  const std::tuple<const char16_t*, const char16_t*, const char16_t*> cases[] = {
       {u"  a b\t\r\n", u" \t\r\n", u"a b"},
       {u" \t ", u" \t", u""},
       {u"abc", u" ", u"abc"},
       {u"xabcx", u"xc", u"ab"},
       {u"", u" ", u""},
       {u" a ", u"", u" a "},
-      {u" a ", nullptr, u" a "},
-  };
+      {u" a ", nullptr, u" a "}};
   for (const auto& [text, set, expected] : cases) {
     UnicodeString trimmed = text;
     trimmed.Trim(set);

@@ -32,55 +32,44 @@ TEST(AppNameTest, IsTheProgramsFileName) {
   EXPECT_EQ(AppGetSystemName(), u"support_tests");
 }
 
-// The length without the terminator, as each of the two counts it.
-struct CallerName {
-  bool (*get)(char16_t*, std::uint32_t*);
-  std::uint32_t counted;
-  const char* asked;  // a command that prints the same
-};
-
-class CallerNamesTest : public testing::TestWithParam<CallerName> {};
-
-TEST_P(CallerNamesTest, FitTheirCapacityExactly) {
-  const auto& [get, counted, asked] = GetParam();
-  char16_t room[300];
-  std::uint32_t size = 300;
-  ASSERT_TRUE(get(room, &size));
-  const UnicodeString name(room);
-  ASSERT_GT(name.GetLength(), 0);
-  const auto needed = static_cast<std::uint32_t>(name.GetLength()) + 1;
-  EXPECT_EQ(size, needed - 1 + counted);
-
-  size = needed;
-  EXPECT_TRUE(get(room, &size));
-  size = needed - 1;
-  room[0] = u'!';
-  EXPECT_FALSE(get(room, &size));
-  EXPECT_EQ(size, needed);
-  EXPECT_EQ(room[0], u'!');
-  EXPECT_FALSE(get(nullptr, &size));
-  EXPECT_EQ(size, needed);
-  EXPECT_FALSE(get(room, nullptr));
-}
-
-TEST_P(CallerNamesTest, AreWhatTheSystemSays) {
-  FILE* const pipe = popen(GetParam().asked, "r");
-  ASSERT_NE(pipe, nullptr);
+// What a command prints, without the end of its line.
+UnicodeString outputOf(const char* command) {
   char said[300] = {};
-  EXPECT_NE(fgets(said, sizeof said, pipe), nullptr);
+  FILE* const pipe = popen(command, "r");
+  if (pipe == nullptr || fgets(said, sizeof said, pipe) == nullptr) return u"";
   pclose(pipe);
-  std::string expected(said);
-  expected.pop_back();
-
-  char16_t room[300];
-  std::uint32_t size = 300;
-  ASSERT_TRUE(GetParam().get(room, &size));
-  EXPECT_EQ(UnicodeString(room), UnicodeString(expected.c_str()));
+  return UnicodeString(std::string(said, std::string_view(said).find('\n')).c_str());
 }
 
-INSTANTIATE_TEST_SUITE_P(All, CallerNamesTest,
-                         testing::Values(CallerName{GetComputerNameW, 0, "uname -n"},
-                                         CallerName{GetUserNameW, 1, "id -un 2>/dev/null || id -u"}));
+TEST(CallerNamesTest, AreWhatTheSystemSaysAndFitTheirCapacityExactly) {
+  const struct {
+    bool (*get)(char16_t*, std::uint32_t*);
+    std::uint32_t counted;  // of the terminator, in the length of a name that was delivered
+    const char* asked;
+  } cases[] = {{GetComputerNameW, 0, "uname -n"}, {GetUserNameW, 1, "id -un 2>/dev/null || id -u"}};
+  for (const auto& [get, counted, asked] : cases) {
+    SCOPED_TRACE(asked);
+    char16_t room[300];
+    std::uint32_t size = 300;
+    ASSERT_TRUE(get(room, &size));
+    const UnicodeString name(room);
+    ASSERT_FALSE(name.IsEmpty());
+    EXPECT_EQ(name, outputOf(asked));
+    const auto needed = static_cast<std::uint32_t>(name.GetLength()) + 1;
+    EXPECT_EQ(size, needed - 1 + counted);
+
+    size = needed;
+    EXPECT_TRUE(get(room, &size));
+    size = needed - 1;
+    room[0] = u'!';
+    EXPECT_FALSE(get(room, &size));
+    EXPECT_EQ(size, needed);
+    EXPECT_EQ(room[0], u'!');
+    EXPECT_FALSE(get(nullptr, &size));
+    EXPECT_EQ(size, needed);
+    EXPECT_FALSE(get(room, nullptr));
+  }
+}
 
 TEST(SecurityAttributesTest, AreAlwaysThere) {
   const SECURITY_ATTRIBUTES* const attributes = GetPSecurityAttributesAllAccess();

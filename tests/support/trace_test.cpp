@@ -12,27 +12,35 @@
 #include <vector>
 
 #include "platform/support/UnicodeString.h"
+#include "tests/support/Capture.h"
 #include "tests/support/print.h"
 
 namespace {
 
-// Keeps the lines of its lifetime, rendered.
-class Capture {
-public:
-  explicit Capture(trace::Levels levels = trace::allLevels)
-      : m_id(trace::addSink([this](const trace::Line& line) { lines.push_back(trace::render(line)); },
-                            levels)) {}
-  ~Capture() { trace::removeSink(m_id); }
-  Capture(const Capture&) = delete;
-  Capture& operator=(const Capture&) = delete;
+using Lines = std::vector<std::string>;
 
-  std::vector<std::string> lines;
+void line(const char16_t* text, std::int32_t number = 1) {
+  _DbgSetLine(u"t", number, u'E');
+  _DbgOut(u"%s", text);
+}
+
+// Traces in another thread while it lives.
+class Tracer {
+public:
+  ~Tracer() {
+    m_done = true;
+    m_thread.join();
+  }
+  Tracer() = default;
+  Tracer(const Tracer&) = delete;
+  Tracer& operator=(const Tracer&) = delete;
 
 private:
-  trace::SinkId m_id;
+  std::atomic<bool> m_done = false;
+  std::thread m_thread{[this] {
+    while (!m_done) line(u"x");
+  }};
 };
-
-using Lines = std::vector<std::string>;
 
 void traceEveryLevel() {
   for (const char16_t level : {u'S', u'E', u'W', u'I'}) {
@@ -45,44 +53,27 @@ void traceEveryLevel() {
   }
 }
 
-TEST(TraceTest, ALineIsAPairOfCalls) {
+TEST(TraceTest, APlaceServesOneLineOfItsChannel) {
   const Capture capture;
+  _DbgSetLine(u"unused", 119, u'E');
   _DbgSetLine(u"src\\spc", 120, u'E');
-  _DbgOut(u"Par '%s' code %d%%", UnicodeString(u"Größe"), 11);
   _DbgBackTraceSet(u"SPC-RgNode", u"src\\RgNode", 7, 2);
+  _DbgOut(u"Par '%s' code %d%%", UnicodeString(u"Größe"), 11);
   _DbgBackTrace(u"%s", static_cast<const char16_t*>(nullptr));
-  EXPECT_EQ(capture.lines,
-            (Lines{"E src\\spc:120: Par 'Größe' code 11%", "2 SPC-RgNode src\\RgNode:7: (null)"}));
-}
-
-TEST(TraceTest, ChannelsDoNotTakeEachOthersPlace) {
-  const Capture capture;
-  _DbgSetLine(u"plain", 1, u'W');
-  _DbgBackTraceSet(u"tag", u"back", 2, 1);
-  _DbgOut(u"a");
-  _DbgBackTrace(u"b");
-  EXPECT_EQ(capture.lines, (Lines{"W plain:1: a", "1 tag back:2: b"}));
-}
-
-TEST(TraceTest, APlaceServesOneLine) {
-  const Capture capture;
-  _DbgSetLine(u"first", 1, u'E');
-  _DbgSetLine(u"second", 2, u'E');
-  _DbgOut(u"a");
   _DbgOut(u"b");
   _DbgBackTrace(nullptr);
-  EXPECT_EQ(capture.lines, (Lines{"E second:2: a", "I :0: b", "2  :0: "}));
+  EXPECT_EQ(capture.lines, (Lines{"E src\\spc:120: Par 'Größe' code 11%",
+                                  "2 SPC-RgNode src\\RgNode:7: (null)", "I :0: b", "2  :0: "}));
 }
 
 TEST(TraceTest, AnUnwantedPlaceIsUsedUpToo) {
   {
     const Capture nothing({0, 0});
-    _DbgSetLine(u"unwanted", 1, u'E');
-    _DbgOut(u"a");
+    line(u"unwanted");
   }
   const Capture capture;
   _DbgOut(u"b");
-  EXPECT_EQ(capture.lines, (Lines{"I :0: b"}));
+  EXPECT_EQ(capture.lines, Lines{"I :0: b"});
 }
 
 TEST(TraceTest, EachSinkGetsItsLevels) {
@@ -132,25 +123,24 @@ TEST(TraceTest, NothingIsFormattedThatNobodyWants) {
 TEST(TraceTest, ASinkThatTracesReachesNoSink) {
   const Capture capture;
   int calls = 0;
-  const trace::SinkId id = trace::addSink(
-      [&calls](const trace::Line&) {
-        ++calls;
-        _DbgSetLine(u"inner", 1, u'E');
-        _DbgOut(u"inner");
-      },
-      trace::allLevels);
-  _DbgSetLine(u"outer", 1, u'E');
-  _DbgOut(u"outer");
-  _DbgSetLine(u"outer", 2, u'E');
-  _DbgOut(u"outer");
+  const auto trace = [&calls](const trace::Line&) {
+    ++calls;
+    line(u"inner");
+  };
+  const trace::SinkId id = trace::addSink(trace, trace::allLevels);
+  line(u"outer", 1);
+  line(u"outer", 2);
   trace::removeSink(id);
   EXPECT_EQ(calls, 2);
-  EXPECT_EQ(capture.lines, (Lines{"E outer:1: outer", "E outer:2: outer"}));
+  EXPECT_EQ(capture.lines, (Lines{"E t:1: outer", "E t:2: outer"}));
 }
 
-TEST(TraceTest, AnEmptySinkIsNotAdded) {
+TEST(TraceTest, WhatIsNoSinkIsNotAdded) {
   EXPECT_EQ(trace::addSink({}), 0U);
   trace::removeSink(0);
+  errno = 0;
+  EXPECT_FALSE(trace::fileSink("/nonexistent/trace"));
+  EXPECT_EQ(errno, ENOENT);
 }
 
 TEST(TraceTest, ThreadsKeepTheirPairsTogether) {
@@ -179,55 +169,37 @@ TEST(TraceTest, ThreadsKeepTheirPairsTogether) {
 }
 
 TEST(TraceTest, ThreadsMayTraceWhileSinksComeAndGo) {
-  std::atomic<bool> done = false;
-  std::thread tracer([&done] {
-    while (!done) {
-      _DbgSetLine(u"s", 1, u'E');
-      _DbgOut(u"x");
-    }
-  });
+  const Tracer tracer;
   for (int round = 0; round < 200; ++round) {
     bool alive = true;
     const trace::SinkId id = trace::addSink([&alive](const trace::Line&) { EXPECT_TRUE(alive); });
     trace::removeSink(id);
     alive = false;
   }
-  done = true;
-  tracer.join();
 }
 
 // Without care, a child that is forked while another thread traces finds the lock taken for ever.
 TEST(TraceTest, AChildOfATracingProcessCanTrace) {
-  std::atomic<bool> done = false;
   const Capture capture({u'E', 0});
-  std::thread tracer([&done] {
-    while (!done) {
-      _DbgSetLine(u"s", 1, u'E');
-      _DbgOut(u"x");
-    }
-  });
+  const Tracer tracer;
   for (int round = 0; round < 50; ++round) {
     const pid_t child = fork();
     if (child == 0) {
       alarm(20);
-      _DbgSetLine(u"child", 1, u'E');
-      _DbgOut(u"x");
+      line(u"x");
       _exit(0);
     }
     int status = -1;
     waitpid(child, &status, 0);
     ASSERT_EQ(status, 0);
   }
-  done = true;
-  tracer.join();
 }
 
 TEST(TraceTest, FileSinkAppendsALineEach) {
   const auto path = std::filesystem::temp_directory_path() / ("sps-trace-" + std::to_string(getpid()));
   for (int run = 0; run < 2; ++run) {
     const trace::SinkId id = trace::addSink(trace::fileSink(path));
-    _DbgSetLine(u"src\\spc", run, u'E');
-    _DbgOut(u"two\nlines");
+    line(u"two\nlines", run);
     trace::removeSink(id);
   }
   std::ifstream file(path);
@@ -235,15 +207,9 @@ TEST(TraceTest, FileSinkAppendsALineEach) {
   for (std::string line; std::getline(file, line);) lines.push_back(line);
   std::filesystem::remove(path);
   ASSERT_EQ(lines.size(), 2U);
-  EXPECT_TRUE(lines[0].ends_with(" E src\\spc:0: two\\nlines")) << lines[0];
-  EXPECT_TRUE(lines[1].ends_with(" E src\\spc:1: two\\nlines")) << lines[1];
+  EXPECT_TRUE(lines[0].ends_with(" E t:0: two\\nlines")) << lines[0];
+  EXPECT_TRUE(lines[1].ends_with(" E t:1: two\\nlines")) << lines[1];
   EXPECT_EQ(lines[0].find('T'), 10U) << lines[0];
-}
-
-TEST(TraceTest, AFileThatCannotBeOpenedIsNoSink) {
-  errno = 0;
-  EXPECT_FALSE(trace::fileSink("/nonexistent/trace"));
-  EXPECT_EQ(errno, ENOENT);
 }
 
 }  // namespace

@@ -31,24 +31,19 @@ TEST(UtfTest, EveryCharacterAndEveryPairOfKindsSurvives) {
 }
 
 TEST(UtfTest, AMalformedByteCostsOneByte) {
-  const struct {
-    const char* bytes;
-    const char16_t* expected;
-  } cases[] = {
-      {"\x80", u"\uFFFD"},
-      {"a\xFF\x62", u"a\uFFFDb"},
-      {"\xC3", u"\uFFFD"},
-      {"\xC3(", u"\uFFFD("},
-      {"\xC0\xAF", u"\uFFFD\uFFFD"},
-      {"\xC1\xBF", u"\uFFFD\uFFFD"},
-      {"\xE0\x80\xAF", u"\uFFFD\uFFFD\uFFFD"},
-      {"\xE2\x82", u"\uFFFD\uFFFD"},
-      {"\xE2\x82x", u"\uFFFD\uFFFDx"},
-      {"\xF0\x80\x80\xAF", u"\uFFFD\uFFFD\uFFFD\uFFFD"},
-      {"\xF4\x90\x80\x80", u"\uFFFD\uFFFD\uFFFD\uFFFD"},
-      {"\xF5\x80\x80\x80", u"\uFFFD\uFFFD\uFFFD\uFFFD"},
-      {"\xF0\x9F\x98", u"\uFFFD\uFFFD\uFFFD"},
-  };
+  const std::pair<const char*, const char16_t*> cases[] = {{"\x80", u"\uFFFD"},
+                                                           {"a\xFF\x62", u"a\uFFFDb"},
+                                                           {"\xC3", u"\uFFFD"},
+                                                           {"\xC3(", u"\uFFFD("},
+                                                           {"\xC0\xAF", u"\uFFFD\uFFFD"},
+                                                           {"\xC1\xBF", u"\uFFFD\uFFFD"},
+                                                           {"\xE0\x80\xAF", u"\uFFFD\uFFFD\uFFFD"},
+                                                           {"\xE2\x82", u"\uFFFD\uFFFD"},
+                                                           {"\xE2\x82x", u"\uFFFD\uFFFDx"},
+                                                           {"\xF0\x80\x80\xAF", u"\uFFFD\uFFFD\uFFFD\uFFFD"},
+                                                           {"\xF4\x90\x80\x80", u"\uFFFD\uFFFD\uFFFD\uFFFD"},
+                                                           {"\xF5\x80\x80\x80", u"\uFFFD\uFFFD\uFFFD\uFFFD"},
+                                                           {"\xF0\x9F\x98", u"\uFFFD\uFFFD\uFFFD"}};
   for (const auto& [bytes, expected] : cases) EXPECT_EQ(toUtf16(bytes), expected) << bytes;
 }
 
