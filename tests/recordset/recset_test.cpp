@@ -48,37 +48,9 @@ std::vector<std::string> rowsOf(DslRecSet table) {
 
 TEST(RecSetTest, NumbersAreTakenFromText) {
   using enum DslExc::Failure;
-  struct Case {
-    const char16_t* text;
-    std::optional<DslExc::Failure> failure;
-    std::int32_t number = 0;
-    bool fitsShort = true;
-  };
-  const Case cases[] = {
-      {u"", {}, 0},
-      {u"0000", {}, 0},
-      {u"1234", {}, 1234},
-      {u"-1", {}, -1},
-      {u"D12", {}, 12},
-      {u"D-12", {}, -12},
-      {u"32767", {}, 32767},
-      {u"32768", {}, 32768, false},
-      {u"-32769", {}, -32769, false},
-      {u"2147483647", {}, 2147483647, false},
-      {u"-2147483648", {}, -2147483647 - 1, false},
-      {u"2147483648", OutOfRange},
-      {u"99999999999999999999999999", OutOfRange},
-      {u"-99999999999999999999999999", OutOfRange},
-      {u"D", NoNumber},
-      {u" ", NoNumber},
-      {u"-", NoNumber},
-      {u"12a", NoNumber},
-      {u"1 2", NoNumber},
-      {u"\u0661\u0662", NoNumber},
-      {u"Gerät", NoNumber},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(support::toUtf8(c.text));
+  using Failed = std::optional<DslExc::Failure>;
+  const auto check = [](const UnicodeString& content, Failed failure, std::int32_t expected) {
+    SCOPED_TRACE(support::toUtf8(content.View()));
     DslRecSet table;
     table.AddColumn(u"int", DslField::Int, 0);
     table.AddColumn(u"short", DslField::Short, 0);
@@ -86,18 +58,32 @@ TEST(RecSetTest, NumbersAreTakenFromText) {
     table.AddRow();
     DslCol& number = table.GetColumn(u"int");
     DslCol& text = table.GetColumn(u"text");
-    text = c.text;
+    text = content;
     number = u"77";
-    EXPECT_EQ(failureOf([&] { number = c.text; }), c.failure);
-    EXPECT_EQ(failureOf([&] { text.GetInt(); }), c.failure);
-    EXPECT_EQ(number.GetInt(), c.failure ? 77 : c.number);
+    EXPECT_EQ(failureOf([&] { number = content; }), failure);
+    EXPECT_EQ(failureOf([&] { text.GetInt(); }), failure);
+    EXPECT_EQ(number.GetInt(), expected);
     // What a column of 32 bits holds need not fit the caller's 16.
-    const auto shortFailure = c.failure || c.fitsShort ? c.failure : std::optional(OutOfRange);
-    EXPECT_EQ(failureOf([&] { table.GetColumn(u"short") = c.text; }), shortFailure);
-    if (!c.failure) {
+    const bool fitsShort = expected >= -32768 && expected <= 32767;
+    const Failed shortFailure = failure || fitsShort ? failure : Failed(OutOfRange);
+    EXPECT_EQ(failureOf([&] { table.GetColumn(u"short") = content; }), shortFailure);
+    if (!failure) {
       EXPECT_EQ(failureOf([&] { number.GetShort(); }), shortFailure);
     }
+  };
+  for (const std::int32_t number : {1234, -1, 32767, 32768, -32768, -32769, 2147483647, -2147483647 - 1}) {
+    check(number, {}, number);
   }
+  check(u"", {}, 0);
+  check(u"0000", {}, 0);
+  check(u"D12", {}, 12);
+  check(u"D-12", {}, -12);
+  for (const char16_t* text :
+       {u"2147483648", u"99999999999999999999999999", u"-99999999999999999999999999"}) {
+    check(text, OutOfRange, 77);
+  }
+  for (const char16_t* text : {u"D", u" ", u"-", u"12a", u"1 2", u"\u0661\u0662", u"Gerät"})
+    check(text, NoNumber, 77);
 }
 
 TEST(RecSetTest, TextIsKeptWholeOrRefused) {
@@ -152,15 +138,16 @@ TEST(RecSetTest, SortsBySeveralColumns) {
   DslRecSet table = tableOf({{u"10", u"b"}, {u"9", u"z"}, {u"10", u"a"}, {u"-1", u"y"}, {u"9", u"c"}});
   table.SelectRow(2, false);
   EXPECT_TRUE(table.SortBy(0, 1, -1, -1, -1));
-  EXPECT_THAT(rowsOf(table), ElementsAre("-1y", "9c", "9z", "10a", "10b"));
+  const auto byNumber = ElementsAre("-1y", "9c", "9z", "10a", "10b");
+  EXPECT_THAT(rowsOf(table), byNumber);
   EXPECT_EQ(table.GetSelectedRow(), 3);
   table.SortBy(1, -1, 0, 0, 0);
   EXPECT_THAT(rowsOf(table), ElementsAre("10a", "10b", "9c", "-1y", "9z"));
   table.SortBy(0, -1, -1, -1, -1);
-  EXPECT_THAT(rowsOf(table), ElementsAre("-1y", "9c", "9z", "10a", "10b"));
+  EXPECT_THAT(rowsOf(table), byNumber);
   EXPECT_EQ(failureOf([&] { table.SortBy(1, 2, -1, -1, -1); }), DslExc::UnknownColumn);
   table.SortBy(-1, 1, -1, -1, -1);
-  EXPECT_THAT(rowsOf(table), ElementsAre("-1y", "9c", "9z", "10a", "10b"));
+  EXPECT_THAT(rowsOf(table), byNumber);
   table.DeleteAllRows();
   EXPECT_TRUE(table.SortBy(0, 1, -1, -1, -1));
   EXPECT_EQ(table.GetSelectedRow(), -1);
@@ -214,13 +201,13 @@ TEST(RecSetTest, CopiesReadTheirOwnTable) {
 }
 
 TEST(RecSetTest, FailuresSayWhatTheyAreAbout) {
-  try {
-    tableOf({{u"x", u""}});
-    FAIL();
-  } catch (const DslExc& failure) {
-    EXPECT_EQ(failure.GetError(), u"no number");
-    EXPECT_EQ(failure.GetMsg(), u"Column \"number\" takes no number from \"x\"");
-  }
+  EXPECT_THAT(
+      [] {
+        tableOf({{u"x", u""}});
+      },
+      testing::Throws<DslExc>(testing::AllOf(
+          testing::Property(&DslExc::GetError, u"no number"),
+          testing::Property(&DslExc::GetMsg, u"Column \"number\" takes no number from \"x\""))));
 }
 
 }  // namespace
