@@ -1,72 +1,43 @@
-// What the registry's tests share: a store of one's own, short forms of the functions, child processes.
+// What the registry's tests share: short forms of the functions, threads, child processes.
 #pragma once
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <array>
 #include <csignal>
-#include <cstdlib>
 #include <filesystem>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
-#include "platform/registry/RegistryStore.h"
 #include "platform/registry/RegistryTransaction.h"
 #include "platform/registry/registry.h"
-#include "platform/support/Trace.h"
 #include "platform/support/Utf.h"
+#include "tests/TempStore.h"
+#include "tests/support/Capture.h"
 
 namespace regtest {
 
 namespace fs = std::filesystem;
+using Names = std::vector<std::u16string>;
 
-// TMPDIR where it is set, else memory where there is some: durable writes are then cheap.
-inline fs::path scratchRoot() {
-  if (std::getenv("TMPDIR") == nullptr && ::access("/dev/shm", W_OK) == 0) return "/dev/shm";
-  return fs::temp_directory_path();
+// A number from the environment.
+inline unsigned setting(const char* name, unsigned otherwise) {
+  const char* const value = std::getenv(name);
+  return value != nullptr ? static_cast<unsigned>(std::strtoul(value, nullptr, 10)) : otherwise;
 }
 
-// A directory that goes at the end of the scope.
-class TempDirectory {
-public:
-  TempDirectory() : m_path((scratchRoot() / "registry-XXXXXX").string()) {
-    if (::mkdtemp(m_path.data()) == nullptr) throw fs::filesystem_error("mkdtemp", {});
-  }
-  ~TempDirectory() {
-    std::error_code ignored;
-    fs::remove_all(m_path, ignored);
-  }
-  TempDirectory(const TempDirectory&) = delete;
-  TempDirectory& operator=(const TempDirectory&) = delete;
-  std::string operator/(const std::string& name) const { return m_path + "/" + name; }
-
-private:
-  std::string m_path;
-};
-
-// A store of one's own, in use until the end of the scope.
-class TempStore {
-public:
-  TempStore() { use(); }
-  ~TempStore() { registry::useStore(""); }
-  TempStore(const TempStore&) = delete;
-  TempStore& operator=(const TempStore&) = delete;
-
-  std::string directory() const { return m_root / "store"; }
-  std::string file() const { return directory() + "/data.mdb"; }
-  std::string beside(const std::string& name) const { return m_root / name; }
-  // Closes the store and opens it anew at the next access.
-  void use() const { registry::useStore(directory()); }
-
-private:
-  TempDirectory m_root;
-};
+inline std::u16string digits(int number) {
+  return support::toUtf16(std::to_string(number));
+}
 
 // An open key. What went wrong stands in status().
 class Key {
@@ -151,11 +122,17 @@ inline void PrintTo(const Info& info, std::ostream* out) {
        << " values of up to " << info.maxName << ", data of up to " << info.maxData;
 }
 
+inline LSTATUS queryInfo(HKEY key, Info& info, std::uint64_t* lastWrite = nullptr) {
+  FILETIME time{};
+  const LSTATUS status =
+      RegQueryInfoKeyW(key, nullptr, nullptr, nullptr, &info.subKeys, &info.maxSubKey, nullptr, &info.values,
+                       &info.maxName, &info.maxData, nullptr, lastWrite != nullptr ? &time : nullptr);
+  if (lastWrite != nullptr) *lastWrite = std::uint64_t{time.dwHighDateTime} << 32 | time.dwLowDateTime;
+  return status;
+}
 inline Info infoOf(HKEY key) {
   Info info;
-  EXPECT_EQ(RegQueryInfoKeyW(key, nullptr, nullptr, nullptr, &info.subKeys, &info.maxSubKey, nullptr,
-                             &info.values, &info.maxName, &info.maxData, nullptr, nullptr),
-            0);
+  EXPECT_EQ(queryInfo(key, info), 0);
   return info;
 }
 
@@ -180,8 +157,8 @@ inline std::pair<LSTATUS, std::u16string> valueNameAt(HKEY key, DWORD index) {
 }
 
 template <class At>
-std::vector<std::u16string> namesOf(HKEY key, At at) {
-  std::vector<std::u16string> names;
+Names namesOf(HKEY key, At at) {
+  Names names;
   for (;;) {
     auto [status, name] = at(key, static_cast<DWORD>(names.size()));
     if (status != 0) {
@@ -191,10 +168,10 @@ std::vector<std::u16string> namesOf(HKEY key, At at) {
     names.push_back(std::move(name));
   }
 }
-inline std::vector<std::u16string> subKeysOf(HKEY key) {
+inline Names subKeysOf(HKEY key) {
   return namesOf(key, subKeyAt);
 }
-inline std::vector<std::u16string> valueNamesOf(HKEY key) {
+inline Names valueNamesOf(HKEY key) {
   return namesOf(key, valueNameAt);
 }
 
@@ -204,6 +181,37 @@ inline std::string verifyFinding() {
   const LSTATUS status = registry::verifyStore(finding);
   return status == 0 ? finding : "error " + std::to_string(status) + ": " + finding;
 }
+
+// Runs the body in as many threads, each with a number of its own, until all have ended.
+inline void inThreads(int count, const std::function<void(int)>& body) {
+  std::vector<std::thread> threads;
+  for (int number = 0; number < count; ++number) threads.emplace_back(body, number);
+  for (std::thread& thread : threads) thread.join();
+}
+inline void inThread(const std::function<void()>& body) {
+  std::thread(body).join();
+}
+
+// One byte at a time between processes.
+class Pipe {
+public:
+  Pipe() {
+    if (::pipe2(m_ends.data(), O_CLOEXEC) != 0) throw fs::filesystem_error("pipe", {});
+  }
+  ~Pipe() {
+    for (const int end : m_ends) ::close(end);
+  }
+  Pipe(const Pipe&) = delete;
+  Pipe& operator=(const Pipe&) = delete;
+  void give(char byte = '.') const { EXPECT_EQ(::write(m_ends[1], &byte, 1), 1); }
+  char take() const {
+    char byte = 0;
+    return ::read(m_ends[0], &byte, 1) == 1 ? byte : '\0';
+  }
+
+private:
+  std::array<int, 2> m_ends{};
+};
 
 // Waits for a child; how it ended, "exit 0" where all is well.
 inline std::string ending(pid_t child) {
@@ -230,22 +238,6 @@ inline pid_t startChild(const std::function<int()>& body) {
 inline std::string inChild(const std::function<int()>& body) {
   return ending(startChild(body));
 }
-
-// The lines of the plain channel while it lives.
-class Trace {
-public:
-  Trace()
-      : m_sink(trace::addSink([this](const trace::Line& line) { m_text += trace::render(line) + "\n"; },
-                              trace::Levels{u'I', 0})) {}
-  ~Trace() { trace::removeSink(m_sink); }
-  Trace(const Trace&) = delete;
-  Trace& operator=(const Trace&) = delete;
-  const std::string& text() const { return m_text; }
-
-private:
-  std::string m_text;
-  trace::SinkId m_sink;
-};
 
 // The contract holds outside of a RegistryTransaction and inside of one. At the end of each case the
 // store must be sound, and the transaction, where there is one, still whole.

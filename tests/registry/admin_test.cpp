@@ -1,9 +1,6 @@
 // Care for the store as a whole: its place, copies, restoring.
-#include <fcntl.h>
-
 #include <atomic>
 #include <fstream>
-#include <thread>
 
 #include "tests/registry/RegistryTest.h"
 
@@ -20,6 +17,17 @@ protected:
     const std::string value = getValue(HKEY_USERS, u"v").data;
     EXPECT_EQ(getValue(Key::open(HKEY_USERS, u"k"), u"large").data, value + std::string(10'000, '.'));
     return value;
+  }
+  // A copy of the store with "old", which then has "new".
+  std::string copyOfOld() const {
+    write("old");
+    EXPECT_EQ(registry::copyStore(m_store.beside("copy")), 0);
+    write("new");
+    return m_store.beside("copy");
+  }
+  void useAnother() const {
+    registry::useStore(m_store.beside("elsewhere"));
+    EXPECT_EQ(getValue(HKEY_USERS, u"v").status, ERROR_FILE_NOT_FOUND);
   }
   TempStore m_store;
 };
@@ -89,15 +97,11 @@ TEST_F(RegistryAdmin, ACopyMadeWhileOthersWriteIsAStore) {
 }
 
 TEST_F(RegistryAdmin, RestoringPutsACopyBackAndKeepsTheOldFile) {
-  write("old");
-  const std::string copy = m_store.beside("copy");
-  ASSERT_EQ(registry::copyStore(copy), 0);
-  write("new");
+  const std::string copy = copyOfOld();
   EXPECT_EQ(registry::restoreStore(copy, m_store.directory()), ERROR_ACCESS_DENIED)
       << "this process has it open";
   EXPECT_EQ(read(), "new");
-  registry::useStore(m_store.beside("elsewhere"));
-  EXPECT_EQ(getValue(HKEY_USERS, u"v").status, ERROR_FILE_NOT_FOUND);
+  useAnother();
   ASSERT_EQ(registry::restoreStore(copy, m_store.directory()), 0);
   m_store.use();
   EXPECT_EQ(read(), "old");
@@ -115,40 +119,28 @@ TEST_F(RegistryAdmin, RestoringPutsACopyBackAndKeepsTheOldFile) {
 }
 
 TEST_F(RegistryAdmin, ProcessesThatUseTheStoreKeepItFromBeingRestored) {
-  write("old");
-  const std::string copy = m_store.beside("copy");
-  ASSERT_EQ(registry::copyStore(copy), 0);
-  write("new");
-  registry::useStore(m_store.beside("elsewhere"));
-  ASSERT_EQ(setValue(HKEY_USERS, u"v", ""), 0);
-  int ready[2];
-  int stop[2];
-  ASSERT_EQ(::pipe2(ready, O_CLOEXEC), 0);
-  ASSERT_EQ(::pipe2(stop, O_CLOEXEC), 0);
+  const std::string copy = copyOfOld();
+  useAnother();
+  const Pipe ready;
+  const Pipe stop;
   const pid_t user = startChild([&] {
     m_store.use();
-    char byte = getValue(HKEY_USERS, u"v").data == "new" ? 'r' : 'f';
-    if (::write(ready[1], &byte, 1) != 1 || ::read(stop[0], &byte, 1) != 1) return 1;
+    ready.give(getValue(HKEY_USERS, u"v").data == "new" ? 'r' : 'f');
+    stop.take();
     return getValue(HKEY_USERS, u"v").data == "new" ? 0 : 1;
   });
-  char byte = 0;
-  ASSERT_EQ(::read(ready[0], &byte, 1), 1);
-  ASSERT_EQ(byte, 'r');
+  ASSERT_EQ(ready.take(), 'r');
   EXPECT_EQ(registry::restoreStore(copy, m_store.directory()), ERROR_ACCESS_DENIED);
-  EXPECT_EQ(::write(stop[1], &byte, 1), 1);
+  stop.give();
   EXPECT_EQ(ending(user), "exit 0");
   EXPECT_EQ(registry::restoreStore(copy, m_store.directory()), 0);
   m_store.use();
   EXPECT_EQ(read(), "old");
-  for (const int* pipe : {ready, stop}) {
-    ::close(pipe[0]);
-    ::close(pipe[1]);
-  }
 }
 
 TEST_F(RegistryAdmin, WhatIsNoSoundCopyIsNotRestored) {
   write("here");
-  registry::useStore(m_store.beside("elsewhere"));
+  useAnother();
   const std::string copy = m_store.beside("copy");
   EXPECT_EQ(registry::restoreStore(copy, m_store.directory()), ERROR_FILE_NOT_FOUND);
   fs::create_directories(copy);

@@ -1,7 +1,4 @@
 // Several threads, several processes, forks.
-#include <fcntl.h>
-
-#include <array>
 #include <atomic>
 #include <thread>
 
@@ -13,27 +10,6 @@ namespace regtest {
 namespace {
 
 constexpr const char16_t* path = u"Software\\Test";
-
-// One byte at a time between processes.
-class Pipe {
-public:
-  Pipe() {
-    if (::pipe2(m_ends.data(), O_CLOEXEC) != 0) throw fs::filesystem_error("pipe", {});
-  }
-  ~Pipe() {
-    for (const int end : m_ends) ::close(end);
-  }
-  Pipe(const Pipe&) = delete;
-  Pipe& operator=(const Pipe&) = delete;
-  void give(char byte = '.') const { EXPECT_EQ(::write(m_ends[1], &byte, 1), 1); }
-  char take() const {
-    char byte = 0;
-    return ::read(m_ends[0], &byte, 1) == 1 ? byte : '\0';
-  }
-
-private:
-  std::array<int, 2> m_ends{};
-};
 
 std::string text(int number) {
   return std::to_string(number);
@@ -68,118 +44,91 @@ protected:
 TEST_F(RegistryConcurrency, ThreadsSeeWholeTransactions) {
   ASSERT_EQ(writePair(m_key, 0), 0);
   std::atomic<int> writers{2};
-  std::vector<std::thread> threads;
-  for (int writer = 0; writer < 2; ++writer) {
-    threads.emplace_back([&, writer] {
-      for (int n = 1; n <= 300; ++n) EXPECT_EQ(writePair(m_key, 2 * n + writer), 0);
+  inThreads(5, [&](int thread) {
+    if (thread < 2) {
+      for (int n = 1; n <= 300; ++n) EXPECT_EQ(writePair(m_key, 2 * n + thread), 0);
       --writers;
-    });
-  }
-  for (int reader = 0; reader < 3; ++reader) {
-    threads.emplace_back([&] {
-      const Key own = Key::open(HKEY_LOCAL_MACHINE, path);
-      do {
-        EXPECT_GE(readPair(m_key), 0);
-        EXPECT_GE(readPair(own, RegistryView::Extent::Key), 0);
-      } while (writers > 0);
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
+      return;
+    }
+    const Key own = Key::open(HKEY_LOCAL_MACHINE, path);
+    do {
+      EXPECT_GE(readPair(m_key), 0);
+      EXPECT_GE(readPair(own, RegistryView::Extent::Key), 0);
+    } while (writers > 0);
+  });
 }
 
 // What a thread remembers of the way to a key must not outlive a key on it.
 TEST_F(RegistryConcurrency, ThreadsFindWhatOthersMadeAnew) {
-  const auto makeWith = [&](int n) {
-    std::thread([&] {
-      RegDeleteKeyW(m_key, u"area\\unit\\gone");
-      RegDeleteKeyW(m_key, u"area\\unit\\stays");
-      RegDeleteKeyW(m_key, u"area\\unit");
-      RegDeleteKeyW(m_key, u"area");
+  for (const int n : {1, 2}) {
+    inThread([&] {
+      for (const char16_t* way : {u"area\\unit\\gone", u"area\\unit\\stays", u"area\\unit", u"area"}) {
+        RegDeleteKeyW(m_key, way);
+      }
       setValue(Key::create(m_key, u"area\\unit\\stays"), u"n", text(n));
       if (n == 1) Key::create(m_key, u"area\\unit\\gone");
-    }).join();
-  };
-  makeWith(1);
-  EXPECT_EQ(number(getValue(Key::open(m_key, u"area\\unit\\stays"), u"n").data), 1);
-  EXPECT_TRUE(Key::open(m_key, u"area\\unit\\gone"));
-  makeWith(2);
-  EXPECT_EQ(number(getValue(Key::open(m_key, u"area\\unit\\stays"), u"n").data), 2);
-  HKEY gone = 0;
-  EXPECT_EQ(RegOpenKeyExW(m_key, u"area\\unit\\gone", 0, KEY_READ, &gone), ERROR_FILE_NOT_FOUND);
+    });
+    EXPECT_EQ(number(getValue(Key::open(m_key, u"area\\unit\\stays"), u"n").data), n);
+    EXPECT_EQ(Key::open(m_key, u"area\\unit\\gone").status(), n == 1 ? 0 : ERROR_FILE_NOT_FOUND);
+  }
 }
 
 TEST_F(RegistryConcurrency, ThreadsSeeWhatWasAcknowledged) {
   std::atomic<int> acknowledged{0};
   constexpr int last = 2000;
-  std::thread writer([&] {
-    for (int n = 1; n <= last; ++n) {
-      EXPECT_EQ(setValue(m_key, u"n", text(n)), 0);
-      acknowledged = n;
+  inThreads(2, [&](int thread) {
+    if (thread == 0) {
+      for (int n = 1; n <= last; acknowledged = n++) EXPECT_EQ(setValue(m_key, u"n", text(n)), 0);
+      return;
     }
-  });
-  std::thread reader([&] {
     for (int seen = 0; seen < last;) {
       seen = acknowledged;
       EXPECT_GE(number(getValue(m_key, u"n").data), seen == 0 ? -1 : seen);
     }
   });
-  writer.join();
-  reader.join();
 }
 
 TEST_F(RegistryConcurrency, ThreadsShareHandles) {
   Key opened = Key::open(HKEY_LOCAL_MACHINE, path);
   const HKEY handle = opened;
-  std::thread([&] {
+  inThread([&] {
     EXPECT_EQ(setValue(handle, u"v", "theirs"), 0);
     EXPECT_EQ(getValue(handle, u"v").data, "theirs");
-  }).join();
+  });
   EXPECT_EQ(getValue(handle, u"v").data, "theirs");
-  std::thread([&] { EXPECT_EQ(opened.close(), 0); }).join();
+  inThread([&] { EXPECT_EQ(opened.close(), 0); });
   EXPECT_EQ(getValue(handle, u"v").status, ERROR_INVALID_HANDLE);
 }
 
 TEST_F(RegistryConcurrency, ThreadsMeetKeysThatComeAndGo) {
   std::atomic<bool> done{false};
-  std::vector<std::thread> threads;
-  for (int reader = 0; reader < 3; ++reader) {
-    threads.emplace_back([&] {
-      while (!done) {
-        const Key sub = Key::open(m_key, u"sub");
-        if (sub.status() != 0) {
-          EXPECT_EQ(sub.status(), ERROR_FILE_NOT_FOUND);
-          continue;
-        }
-        for (int look = 0; look < 5; ++look) {
-          const Value value = getValue(sub, u"v");
-          EXPECT_TRUE(value.status == ERROR_KEY_DELETED || value.status == ERROR_FILE_NOT_FOUND ||
-                      (value.status == 0 && value.data == "same"))
-              << value.status;
-        }
+  inThreads(4, [&](int thread) {
+    for (int round = 0; thread == 0 && round < 400; ++round) {
+      EXPECT_EQ(setValue(Key::create(m_key, u"sub"), u"v", "same"), 0);
+      EXPECT_EQ(RegDeleteKeyW(m_key, u"sub"), 0);
+    }
+    if (thread == 0) done = true;
+    while (!done) {
+      const Key sub = Key::open(m_key, u"sub");
+      EXPECT_TRUE(sub.status() == 0 || sub.status() == ERROR_FILE_NOT_FOUND) << sub.status();
+      for (int look = 0; look < 5 && sub.status() == 0; ++look) {
+        const Value value = getValue(sub, u"v");
+        EXPECT_TRUE(value.status == ERROR_KEY_DELETED || value.status == ERROR_FILE_NOT_FOUND ||
+                    (value.status == 0 && value.data == "same"))
+            << value.status;
       }
-    });
-  }
-  for (int round = 0; round < 400; ++round) {
-    const Key sub = Key::create(m_key, u"sub");
-    EXPECT_EQ(setValue(sub, u"v", "same"), 0);
-    EXPECT_EQ(RegDeleteKeyW(m_key, u"sub"), 0);
-  }
-  done = true;
-  for (std::thread& thread : threads) thread.join();
+    }
+  });
 }
 
 TEST_F(RegistryConcurrency, ThreadsThatWriteAllCount) {
-  std::vector<std::thread> threads;
-  for (int writer = 0; writer < 4; ++writer) {
-    threads.emplace_back([&, writer] {
-      for (int n = 0; n < 100; ++n) {
-        const std::u16string name = support::toUtf16(text(writer) + "-" + text(n));
-        EXPECT_EQ(setValue(m_key, name, std::string(static_cast<std::size_t>(n * 5), 'x')), 0);
-        EXPECT_EQ(Key::create(m_key, name).disposition(), REG_CREATED_NEW_KEY);
-      }
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
+  inThreads(4, [&](int writer) {
+    for (int n = 0; n < 100; ++n) {
+      const std::u16string name = digits(writer) + u"-" + digits(n);
+      EXPECT_EQ(setValue(m_key, name, std::string(static_cast<std::size_t>(n * 5), 'x')), 0);
+      EXPECT_EQ(Key::create(m_key, name).disposition(), REG_CREATED_NEW_KEY);
+    }
+  });
   EXPECT_EQ(infoOf(m_key), (Info{400, 4, 400, 4, 495}));
 }
 
@@ -227,7 +176,7 @@ TEST(RegistryFirstOpen, ProcessesCreateTheStoreAtTheSameMoment) {
     for (int number = 0; number < 12; ++number) {
       children.push_back(startChild([&] {
         start.take();
-        const Key own = Key::create(HKEY_USERS, support::toUtf16("process " + text(number)));
+        const Key own = Key::create(HKEY_USERS, u"process " + digits(number));
         return own.disposition() == REG_CREATED_NEW_KEY && setValue(own, u"v", "x") == 0 ? 0 : 1;
       }));
     }
@@ -304,28 +253,25 @@ TEST_F(RegistryConcurrency, AForkInsideATransactionMayEndItInTheChild) {
 // view from being used again.
 TEST_F(RegistryConcurrency, AForkInsideAViewLeavesItToTheParent) {
   for (int n = 0; n < 50; ++n) {
-    ASSERT_EQ(setValue(Key::create(m_key, support::toUtf16(text(n))), u"v", std::string(3000, 'a')), 0);
+    ASSERT_EQ(setValue(Key::create(m_key, digits(n)), u"v", std::string(3000, 'a')), 0);
   }
   auto view = std::make_unique<RegistryView>();
   ASSERT_EQ(getValue(Key::open(m_key, u"0"), u"v").data, std::string(3000, 'a'));
-  EXPECT_EQ(inChild([&] {
-              view.reset();
-              return 0;
-            }),
-            "exit 0");
-  EXPECT_EQ(inChild([&] {
-              for (int round = 0; round < 10; ++round) {
-                for (int n = 0; n < 50; ++n) {
-                  const Key key = Key::open(m_key, support::toUtf16(text(n)));
-                  if (setValue(key, u"v", std::string(3000, 'b')) != 0) return 1;
-                }
-              }
-              return 0;
-            }),
-            "exit 0");
+  const auto giveUpTheView = [&] {
+    view.reset();
+    return 0;
+  };
+  const auto writeAll = [&] {
+    for (int n = 0; n < 500; ++n) {
+      if (setValue(Key::open(m_key, digits(n % 50)), u"v", std::string(3000, 'b')) != 0) return 1;
+    }
+    return 0;
+  };
+  EXPECT_EQ(inChild(giveUpTheView), "exit 0");
+  EXPECT_EQ(inChild(writeAll), "exit 0");
   for (int n = 0; n < 50; ++n) {
-    const Value value = getValue(Key::open(m_key, support::toUtf16(text(n))), u"v");
-    ASSERT_TRUE(value.data == std::string(3000, 'a')) << n;
+    ASSERT_EQ(getValue(Key::open(m_key, digits(n)), u"v"), (Value{0, std::string(3000, 'a'), REG_BINARY}))
+        << n;
   }
 }
 
@@ -334,27 +280,25 @@ TEST_F(RegistryConcurrency, AForkInsideAViewLeavesItToTheParent) {
 TEST_F(RegistryConcurrency, AForkWhileOthersWork) {
   if (isSanitized) GTEST_SKIP() << "a sanitizer's allocator may stay locked in the child";
   std::atomic<bool> done{false};
-  std::vector<std::thread> threads;
-  for (int worker = 0; worker < 2; ++worker) {
-    threads.emplace_back([&, worker] {
-      while (!done) {
-        std::vector<Key> many;
-        for (int n = 0; n < 200; ++n) many.push_back(Key::open(HKEY_LOCAL_MACHINE, path));
-        EXPECT_EQ(setValue(m_key, worker == 0 ? u"a" : u"b", "x"), 0);
-      }
-    });
-  }
-  for (int round = 0; round < 60 && !HasFailure(); ++round) {
-    EXPECT_EQ(inChild([&] {
-                ::alarm(20);
-                std::vector<Key> many;
-                for (int n = 0; n < 200; ++n) many.push_back(Key::open(HKEY_LOCAL_MACHINE, path));
-                return many.back().status() + setValue(m_key, u"c", "x");
-              }),
-              "exit 0");
-  }
-  done = true;
-  for (std::thread& thread : threads) thread.join();
+  const auto openMany = [] {
+    std::vector<Key> many;
+    for (int n = 0; n < 200; ++n) many.push_back(Key::open(HKEY_LOCAL_MACHINE, path));
+    return many.back().status();
+  };
+  const auto forkWhile = [&] {
+    for (int round = 0; round < 60 && !HasFailure(); ++round) {
+      EXPECT_EQ(inChild([&] {
+                  ::alarm(20);
+                  return openMany() + setValue(m_key, u"c", "x");
+                }),
+                "exit 0");
+    }
+    done = true;
+  };
+  inThreads(3, [&](int thread) {
+    if (thread == 0) return forkWhile();
+    while (!done) EXPECT_EQ(openMany() + setValue(m_key, digits(thread), "x"), 0);
+  });
 }
 
 // Objects with open keys may be static, and are then destroyed after the thread's own things.

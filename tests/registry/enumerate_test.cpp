@@ -1,24 +1,18 @@
 // Walking over sub keys and values, in order and out of order, with changes in between.
 #include <algorithm>
 #include <random>
+#include <set>
 
 #include "tests/registry/RegistryTest.h"
 
 namespace regtest {
-
 namespace {
-
-using Names = std::vector<std::u16string>;
-
-std::u16string number(int n) {
-  return support::toUtf16(std::to_string(n));
-}
 
 // Some values of each kind: inside the key's record, and outside for their data or their name.
 Names makeValues(HKEY key, int count) {
   Names names;
   for (int n = 0; n < count; ++n) {
-    names.push_back(number(100 + n * 37 % count) + (n % 7 == 0 ? std::u16string(70, u'l') : u""));
+    names.push_back(digits(100 + n * 37 % count) + (n % 7 == 0 ? std::u16string(70, u'l') : u""));
     EXPECT_EQ(setValue(key, names.back(), std::string(n % 5 == 0 ? 300 : 3, 'x')), 0);
   }
   std::sort(names.begin(), names.end());
@@ -42,15 +36,19 @@ TEST_P(RegistryContract, AnyOrderOfNumbersGivesTheSame) {
   const Names values = makeValues(key(), 60);
   Names keys;
   for (int n = 0; n < 60; ++n) {
-    keys.push_back(number(100 + n));
+    keys.push_back(digits(100 + n));
     ASSERT_EQ(Key::create(key(), keys.back()).status(), 0);
   }
+  const Key other = Key::open(key(), keys[7]);
+  const Names theirs = makeValues(other, 25);
   std::vector<DWORD> order;
   for (DWORD at = 0; at < 60; ++at) order.insert(order.end(), {at, at, 59 - at});
   std::shuffle(order.begin(), order.end(), std::mt19937(11));
+  for (DWORD at = 0; at < 60; ++at) order.push_back(at);
   for (const DWORD at : order) {
     EXPECT_EQ(valueNameAt(key(), at), std::pair(0, values[at]));
     EXPECT_EQ(subKeyAt(key(), at), std::pair(0, keys[at]));
+    EXPECT_EQ(valueNameAt(other, at % 25), std::pair(0, theirs[at % 25]));
   }
   for (const DWORD past : {60U, 61U, 0xFFFFFFFFU}) {
     EXPECT_EQ(valueNameAt(key(), past).first, ERROR_NO_MORE_ITEMS);
@@ -59,43 +57,30 @@ TEST_P(RegistryContract, AnyOrderOfNumbersGivesTheSame) {
 }
 
 TEST_P(RegistryContract, AWalkFollowsChangesInBetween) {
-  Names names = makeValues(key(), 40);
   std::mt19937 random(12);
-  for (DWORD at = 0; at < names.size(); ++at) {
-    ASSERT_EQ(valueNameAt(key(), at), std::pair(0, names[at]));
-    const std::size_t victim = random() % names.size();
-    if (random() % 2 == 0) {
-      ASSERT_EQ(RegDeleteValueW(key(), names[victim].c_str()), 0);
-      names.erase(names.begin() + static_cast<std::ptrdiff_t>(victim));
-    } else {
-      names.push_back(number(static_cast<int>(random() % 900) + 1000));
-      ASSERT_EQ(setValue(key(), names.back(), "y"), 0);
-      std::sort(names.begin(), names.end());
-      names.erase(std::unique(names.begin(), names.end()), names.end());
+  const Names made = makeValues(key(), 40);
+  for (const std::u16string& name : made) ASSERT_EQ(Key::create(key(), name).status(), 0);
+  const auto walk = [&](auto nameAt, auto make, auto remove) {
+    std::set<std::u16string> names(made.begin(), made.end());
+    for (DWORD at = 0; at < names.size(); ++at) {
+      ASSERT_EQ(nameAt(key(), at), std::pair(0, *std::next(names.begin(), at)));
+      if (random() % 2 == 0) {
+        const auto victim = std::next(names.begin(), static_cast<std::ptrdiff_t>(random() % names.size()));
+        ASSERT_EQ(remove(key(), victim->c_str()), 0);
+        names.erase(victim);
+      } else {
+        const auto added = names.insert(digits(static_cast<int>(random() % 900) + 1000)).first;
+        ASSERT_EQ(make(key(), *added), 0);
+      }
     }
-  }
-  EXPECT_EQ(valueNamesOf(key()), names);
-}
-
-TEST_P(RegistryContract, DeletingTheFirstUntilNoneIsLeft) {
-  for (int n = 0; n < 30; ++n) ASSERT_EQ(Key::create(key(), number(n)).status(), 0);
-  for (int left = 30; left > 0; --left) {
-    ASSERT_EQ(infoOf(key()).subKeys, static_cast<DWORD>(left));
-    const auto [status, name] = subKeyAt(key(), 0);
-    ASSERT_EQ(status, 0);
-    ASSERT_EQ(RegDeleteKeyW(key(), name.c_str()), 0);
-  }
-  EXPECT_EQ(subKeyAt(key(), 0).first, ERROR_NO_MORE_ITEMS);
-}
-
-TEST_P(RegistryContract, TwoWalksAtOnceDoNotDisturbEachOther) {
-  const Key other = Key::create(key(), u"other");
-  const Names mine = makeValues(key(), 20);
-  const Names theirs = makeValues(other, 25);
-  for (DWORD at = 0; at < 20; ++at) {
-    EXPECT_EQ(valueNameAt(key(), at).second, mine[at]);
-    EXPECT_EQ(valueNameAt(other, at).second, theirs[at]);
-  }
+    EXPECT_EQ(namesOf(key(), nameAt), Names(names.begin(), names.end()));
+  };
+  walk(
+      valueNameAt, [](HKEY at, const std::u16string& name) { return setValue(at, name, "y"); },
+      RegDeleteValueW);
+  walk(
+      subKeyAt, [](HKEY at, const std::u16string& name) { return Key::create(at, name).status(); },
+      RegDeleteKeyW);
 }
 
 TEST_P(RegistryContract, BuffersOfAnEnumeration) {
@@ -103,28 +88,31 @@ TEST_P(RegistryContract, BuffersOfAnEnumeration) {
   ASSERT_EQ(Key::create(key(), u"name").status(), 0);
   char16_t name[8];
   BYTE data[300];
+  DWORD nameSize = 0;
+  DWORD size = 0;
   DWORD type = 99;
-  DWORD nameSize = 4;
-  DWORD size = 300;
-  EXPECT_EQ(RegEnumKeyExW(key(), 0, name, &nameSize, nullptr, nullptr, nullptr, nullptr), ERROR_MORE_DATA);
-  nameSize = 4;
-  EXPECT_EQ(RegEnumValueW(key(), 0, name, &nameSize, nullptr, nullptr, nullptr, nullptr), ERROR_MORE_DATA);
-  nameSize = 5;
-  EXPECT_EQ(RegEnumKeyExW(key(), 0, name, &nameSize, nullptr, nullptr, nullptr, nullptr), 0);
+  const auto keyWith = [&](DWORD room) {
+    nameSize = room;
+    return RegEnumKeyExW(key(), 0, name, &nameSize, nullptr, nullptr, nullptr, nullptr);
+  };
+  const auto valueWith = [&](DWORD nameRoom, DWORD room, BYTE* to) {
+    nameSize = nameRoom;
+    size = room;
+    return RegEnumValueW(key(), 0, name, &nameSize, nullptr, &type, to, &size);
+  };
+  EXPECT_EQ(keyWith(4), ERROR_MORE_DATA);
+  EXPECT_EQ(keyWith(5), 0);
   EXPECT_EQ(nameSize, 4U);
   EXPECT_EQ(std::u16string(name), u"name");
-  nameSize = 5;
-  size = 299;
-  EXPECT_EQ(RegEnumValueW(key(), 0, name, &nameSize, nullptr, &type, data, &size), ERROR_MORE_DATA);
+  EXPECT_EQ(valueWith(4, 300, data), ERROR_MORE_DATA);
+  EXPECT_EQ(valueWith(5, 299, data), ERROR_MORE_DATA);
   EXPECT_EQ(size, 300U);
   EXPECT_EQ(type, REG_SZ);
   EXPECT_EQ(nameSize, 5U) << "so that the call can be repeated with a larger buffer";
-  EXPECT_EQ(RegEnumValueW(key(), 0, name, &nameSize, nullptr, &type, data, &size), 0);
+  EXPECT_EQ(valueWith(5, 300, data), 0);
   EXPECT_EQ(nameSize, 4U);
   EXPECT_EQ(std::string(data, data + size), std::string(300, 'd'));
-  nameSize = 5;
-  size = 0;
-  EXPECT_EQ(RegEnumValueW(key(), 0, name, &nameSize, nullptr, nullptr, nullptr, &size), 0);
+  EXPECT_EQ(valueWith(5, 0, nullptr), 0);
   EXPECT_EQ(size, 300U) << "a null buffer only asks";
 }
 

@@ -4,7 +4,6 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 
-#include <csignal>
 #include <fstream>
 
 #include "tests/registry/RegistryTest.h"
@@ -29,10 +28,10 @@ int fail(const std::string& what) {
 int fillUp(const std::function<void()>& makeRoom) {
   const Key key = Key::create(HKEY_USERS, u"full");
   if (key.status() != 0) return fail("cannot begin");
-  const Trace trace;
+  const Capture trace;
   int written = 0;
   LSTATUS status = 0;
-  const auto name = [](int number) { return support::toUtf16("value " + std::to_string(number)); };
+  const auto name = [](int number) { return u"value " + digits(number); };
   const auto data = [](int number) {
     return std::string(static_cast<std::size_t>(100 + number * 97 % 9000), 'x');
   };
@@ -57,6 +56,23 @@ int fillUp(const std::function<void()>& makeRoom) {
 class RegistryFaults : public ::testing::Test {
 protected:
   void SetUp() override { fs::permissions(m_root / "", fs::perms::all); }
+  // In a child: a store on a disk of that size, beside a ballast. The result is where the disk is mounted.
+  std::string smallDisk(const char* size, std::size_t ballast) const {
+    const std::string directory = m_root / "disk";
+    fs::create_directories(directory);
+    if (!ownMounts() || ::mount("none", directory.c_str(), "tmpfs", 0, size) != 0) ::_exit(cannotMount);
+    std::ofstream(directory + "/ballast") << std::string(ballast, 'b');
+    registry::useStore(directory + "/store");
+    return directory;
+  }
+  // A store with a value, which is not in use any more.
+  std::string closedStore() const {
+    const std::string directory = m_root / "store";
+    registry::useStore(directory);
+    EXPECT_EQ(setValue(HKEY_USERS, u"v", "x"), 0);
+    registry::useStore("");
+    return directory;
+  }
   void expectClean(const std::string& outcome) {
     if (outcome == "exit " + std::to_string(cannotMount)) GTEST_SKIP() << "mounting is not allowed here";
     EXPECT_EQ(outcome, "exit 0");
@@ -68,15 +84,12 @@ protected:
 
 TEST_F(RegistryFaults, WithoutTheRightsAccessIsDenied) {
   if (::geteuid() != 0) GTEST_SKIP() << "only root can become somebody else";
-  const std::string directory = m_root / "store";
-  registry::useStore(directory);
-  ASSERT_EQ(setValue(HKEY_USERS, u"v", "x"), 0);
-  registry::useStore("");
+  const std::string directory = closedStore();
   const auto asNobody = [&] {
     return inChild([&] {
       if (::setegid(65534) != 0 || ::seteuid(65534) != 0) return 1;
       registry::useStore(directory);
-      const Trace trace;
+      const Capture trace;
       if (getValue(HKEY_USERS, u"v").status != ERROR_ACCESS_DENIED) return 2;
       return trace.text().find("access is denied (5") != std::string::npos ? 0 : 3;
     });
@@ -103,10 +116,7 @@ TEST_F(RegistryFaults, TheModeBitsLetTheGroupIn) {
 }
 
 TEST_F(RegistryFaults, OnAReadOnlyMountTheStoreCanBeRead) {
-  const std::string directory = m_root / "store";
-  registry::useStore(directory);
-  ASSERT_EQ(setValue(HKEY_USERS, u"v", "x"), 0);
-  registry::useStore("");
+  const std::string directory = closedStore();
   expectClean(inChild([&] {
     const char* const at = directory.c_str();
     if (!ownMounts() || ::mount(at, at, nullptr, MS_BIND, nullptr) != 0 ||
@@ -130,13 +140,8 @@ TEST_F(RegistryFaults, OnAReadOnlyMountTheStoreCanBeRead) {
 
 TEST_F(RegistryFaults, AFullDiskLosesNothingThatWasAcknowledged) {
   expectClean(inChild([&] {
-    const std::string directory = m_root / "disk";
-    fs::create_directories(directory);
-    if (!ownMounts() || ::mount("none", directory.c_str(), "tmpfs", 0, "size=3m") != 0) return cannotMount;
-    const std::string ballast = directory + "/ballast";
-    std::ofstream(ballast) << std::string(1'000'000, 'b');
-    registry::useStore(directory + "/store");
-    return fillUp([&] { fs::remove(ballast); });
+    const std::string disk = smallDisk("size=3m", 1'000'000);
+    return fillUp([&] { fs::remove(disk + "/ballast"); });
   }));
 }
 
@@ -156,18 +161,14 @@ TEST_F(RegistryFaults, AFileSizeLimitIsAFullDisk) {
 
 TEST_F(RegistryFaults, ADiskThatIsFullFromTheStartGivesTheNumber) {
   expectClean(inChild([&] {
-    const std::string directory = m_root / "disk";
-    fs::create_directories(directory);
-    if (!ownMounts() || ::mount("none", directory.c_str(), "tmpfs", 0, "size=16k") != 0) return cannotMount;
-    std::ofstream(directory + "/ballast") << std::string(100'000, 'b');
-    registry::useStore(directory + "/store");
-    const Trace trace;
+    const std::string disk = smallDisk("size=16k", 100'000);
+    const Capture trace;
     const LSTATUS status = setValue(HKEY_USERS, u"v", "x");
     if (status != ERROR_DISK_FULL) return fail("number " + std::to_string(status));
     if (trace.text().find("cannot be used: the disk is full (112") == std::string::npos)
       return fail(trace.text());
-    fs::remove(directory + "/ballast");
-    if (::mount("none", directory.c_str(), "tmpfs", MS_REMOUNT, "size=3m") != 0) return cannotMount;
+    fs::remove(disk + "/ballast");
+    if (::mount("none", disk.c_str(), "tmpfs", MS_REMOUNT, "size=3m") != 0) return cannotMount;
     return setValue(HKEY_USERS, u"v", "x");
   }));
 }

@@ -39,8 +39,8 @@ TEST(VolatileKeys, EndWithTheBoot) {
 
   boot(store);
   const Key stays = Key::open(HKEY_LOCAL_MACHINE, u"stays");
-  EXPECT_EQ(subKeysOf(HKEY_LOCAL_MACHINE), (std::vector<std::u16string>{u"stays"}));
-  EXPECT_EQ(subKeysOf(stays), (std::vector<std::u16string>{u"too"}));
+  EXPECT_EQ(subKeysOf(HKEY_LOCAL_MACHINE), Names{u"stays"});
+  EXPECT_EQ(subKeysOf(stays), Names{u"too"});
   EXPECT_EQ(infoOf(stays), (Info{1, 3, 0, 0, 0}));
   EXPECT_EQ(getValue(Key::open(stays, u"too"), u"v").data, "kept");
   EXPECT_EQ(infoOf(Key::open(stays, u"too")).subKeys, 0U);
