@@ -81,7 +81,7 @@ TEST(VolatileKeys, OnAFullDiskTheyGoWithTheFirstWriteThatFindsRoom) {
               if (registry::copyStore(full) != 0) return 3;  // a copy has no page that is free
               registry::useStore(full);
               limit(fs::file_size(full + "/data.mdb"));
-              const Trace trace;
+              const Capture trace;
               if (getValue(HKEY_USERS, u"v").data.size() != 500'000) return 4;
               if (trace.text().find("keeps volatile keys of another boot") == std::string::npos) return 5;
               if (setValue(HKEY_USERS, u"v", "x") != ERROR_DISK_FULL) return 6;
