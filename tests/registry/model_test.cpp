@@ -106,9 +106,9 @@ protected:
                                            std::u16string(70, u'n')};
     return anyCase(names[below(std::size(names))]);
   }
-  // Enough for one key's record to run over.
-  std::u16string anyValueName() {
-    return below(2) == 0 ? anyName() : u"value " + digits(static_cast<int>(below(40)));
+  // The hive gets more values than its record holds.
+  std::u16string anyValueName(const std::u16string& path) {
+    return path.empty() && below(2) == 0 ? u"value " + digits(static_cast<int>(below(40))) : anyName();
   }
   std::u16string anyPath() {
     std::u16string path = anyName();
@@ -116,7 +116,7 @@ protected:
     return path;
   }
   std::u16string knownPath() {
-    if (below(8) == 0) return u"";  // the hive gets the most values
+    if (below(8) == 0) return u"";
     return std::next(m_model.keys.begin(), static_cast<std::ptrdiff_t>(below(m_model.keys.size())))->first;
   }
   std::string anyData() {
@@ -179,7 +179,7 @@ protected:
   }
   void writeValue() {
     const std::u16string path = knownPath();
-    const std::u16string name = anyValueName();
+    const std::u16string name = anyValueName(path);
     const std::string data = anyData();
     const auto type = static_cast<DWORD>(below(12));
     ASSERT_EQ(setValue(Key::open(HKEY_USERS, path), name, data, type), 0);
@@ -190,7 +190,7 @@ protected:
   }
   void deleteValue() {
     const std::u16string path = knownPath();
-    const std::u16string name = anyValueName();
+    const std::u16string name = anyValueName(path);
     const bool existed = m_model.keys.at(path).values.erase(fold(name)) > 0;
     ASSERT_EQ(RegDeleteValueW(Key::open(HKEY_USERS, path), name.c_str()), existed ? 0 : ERROR_FILE_NOT_FOUND);
     compareNowAndThen(path);
