@@ -134,6 +134,36 @@ TEST_P(RegistryContract, AnySixteenBitContentIsAName) {
   }
 }
 
+TEST_P(RegistryContract, LongNamesThatBeginAlikeAreDifferentKeys) {
+  // Beyond what the store can index, with three bytes a character.
+  const std::u16string start(254, u'\u4E00');
+  for (const char16_t last : {u'x', u'Y', u'z'}) {
+    const Key sub = Key::create(key(), start + last);
+    EXPECT_EQ(sub.disposition(), REG_CREATED_NEW_KEY);
+    EXPECT_EQ(setValue(sub, u"which", {static_cast<char>(last)}), 0);
+    EXPECT_EQ(getValue(sub, u"which").data, std::string(1, static_cast<char>(last)))
+        << "through the new handle";
+  }
+  for (const char16_t last : {u'X', u'y', u'Z'}) {
+    EXPECT_NE(getValue(Key::open(key(), start + last), u"which").data, "");
+  }
+  EXPECT_EQ(Key::open(key(), start + u'w').status(), ERROR_FILE_NOT_FOUND);
+  EXPECT_EQ(RegDeleteKeyW(key(), (start + u'y').c_str()), 0);
+  EXPECT_EQ(Key::open(key(), start + u'Y').status(), ERROR_FILE_NOT_FOUND);
+  EXPECT_EQ(infoOf(key()).subKeys, 2U);
+}
+
+TEST_P(RegistryContract, LongValueNamesThatBeginAlikeAreDifferentValues) {
+  const std::u16string start(1000, u'n');
+  for (const char16_t last : {u'x', u'Y'}) {
+    EXPECT_EQ(setValue(key(), start + last, {static_cast<char>(last)}), 0);
+  }
+  EXPECT_EQ(getValue(key(), start + u'X').data, "x");
+  EXPECT_EQ(getValue(key(), start + u'y').data, "Y");
+  EXPECT_EQ(getValue(key(), start + u'w').data, "");
+  EXPECT_EQ(RegDeleteValueW(key(), (start + u'w').c_str()), ERROR_FILE_NOT_FOUND);
+}
+
 TEST_P(RegistryContract, DeletingKeys) {
   ASSERT_EQ(Key::create(key(), u"a\\b\\c").status(), 0);
   const std::pair<LSTATUS, Names> cases[] = {{ERROR_FILE_NOT_FOUND, {u"x", u"x\\y"}},
