@@ -149,7 +149,7 @@ void expectBytes(Par& par, Spa& spa, std::size_t stored, Get get) {
 TEST_F(Values, FillOnlyTheBytesThatAreStored) {
   const auto value = [](Spa& s, auto& out) { return s.GetParValue(u"v", out); };
   const auto attr = [](Spa& s, auto& out) { return s.GetParAttr(u"v", out); };
-  for (const std::size_t stored : {0, 1, 2, 3, 4, 8, 9}) {
+  for (const std::size_t stored : {0U, 1U, 2U, 3U, 4U, 8U, 9U}) {
     expectBytes<std::int32_t>(par, spa, stored, value);
     expectBytes<double>(par, spa, stored, value);
     expectBytes<std::int64_t>(par, spa, stored, value);
