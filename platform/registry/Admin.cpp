@@ -33,7 +33,7 @@ void fill(const Store& store, StoreInfo& info) {
   const TxnPtr txn = store.begin(nullptr, MDB_RDONLY);
   info.directory = store.directory();
   info.storeId = store.id();
-  info.keys = entries(txn.get(), store.tables().nodes);
+  info.keys = entries(txn.get(), store.tables().nodes) - namedTables;
   info.values = entries(txn.get(), store.tables().values);
   info.usedBytes = (env.me_last_pgno + 1) * stat.ms_psize;
   info.reservedBytes = env.me_mapsize;

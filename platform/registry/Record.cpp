@@ -1,6 +1,7 @@
 #include "platform/registry/Record.h"
 
 #include <cstring>
+#include <limits>
 #include <type_traits>
 
 #include "platform/registry/Errors.h"
@@ -10,6 +11,7 @@ namespace registry {
 namespace {
 
 constexpr std::uint8_t volatileFlag = 1;
+constexpr std::uint8_t smallFlag = 2;  // of the form for keys without sub keys and values outside
 
 [[noreturn]] void damaged() {
   throw Failure(ERROR_REGISTRY_CORRUPT);
@@ -53,14 +55,17 @@ std::string& seal(std::string& record) {
   return record;
 }
 
-// Fixed bytes of a key's record and of each value in it.
-constexpr std::size_t headSize = 4 + 1 + 1 + 2 + 3 * 8 + 7 * 4 + 4;
-constexpr std::size_t valueHeadSize = 4 + 2 + 1 + 1;
+// Fixed bytes of a key's record in either form, and of each value in it.
+constexpr std::size_t idAt = 4 + 1;
+constexpr std::size_t commonSize = idAt + 3 * 8;
+constexpr std::size_t headSize = commonSize + 2 + 8 * 4;
+constexpr std::size_t smallHeadSize = commonSize + 4 + 2;
+constexpr std::size_t valueHeadSize = 1 + 2 + 1 + 1;
 
-// Where a value's sizes stand in its head.
-constexpr std::size_t dataSizeAt = 4;
-constexpr std::size_t foldedSizeAt = 6;
-constexpr std::size_t nameSizeAt = 7;
+// Where a value's sizes stand in its head. A name of no bytes is the folded one.
+constexpr std::size_t dataSizeAt = 1;
+constexpr std::size_t foldedSizeAt = 3;
+constexpr std::size_t nameSizeAt = 4;
 
 template <class Number>
 Number numberAt(const char* at) {
@@ -85,10 +90,30 @@ InlineValue valueAt(const char* at) {
   const ValueSizes sizes(at);
   const char* const folded = at + valueHeadSize;
   const char* const name = folded + sizes.folded;
-  return {numberAt<std::uint32_t>(at),
+  return {numberAt<std::uint8_t>(at),
           {folded, sizes.folded},
-          {name, sizes.name},
+          sizes.name == 0 ? std::string_view(folded, sizes.folded) : std::string_view(name, sizes.name),
           {name + sizes.name, sizes.data}};
+}
+
+template <class Byte>
+bool fits(std::uint64_t number) {
+  return number <= std::numeric_limits<Byte>::max();
+}
+
+bool isSmall(const NodeHeader& header, std::size_t nameSize) {
+  return header.subKeys == 0 && header.maxSubKeyName == 0 && header.outside == 0 &&
+         fits<std::uint8_t>(nameSize) && fits<std::uint8_t>(header.values) &&
+         fits<std::uint8_t>(header.depth) && fits<std::uint8_t>(header.maxValueName) &&
+         fits<std::uint16_t>(header.maxValueData);
+}
+
+std::string_view storedName(const NodeRecord::Value& value) {
+  return value.name == value.folded ? std::string_view() : std::string_view(value.name);
+}
+
+std::size_t sizeOf(const NodeRecord::Value& value) {
+  return valueHeadSize + value.folded.size() + storedName(value).size() + value.data.size();
 }
 
 }  // namespace
@@ -109,20 +134,29 @@ std::string_view unsealed(std::string_view record) {
 
 void NodeView::decode(std::string_view record) {
   Reader in(unsealed(record));
-  m_header.isVolatile = (in.number<std::uint8_t>() & volatileFlag) != 0;
-  in.number<std::uint8_t>();  // kept for later
-  const auto nameSize = in.number<std::uint16_t>();
-  m_header.id = in.number<std::uint64_t>();
-  m_header.revision = in.number<std::uint64_t>();
-  m_header.lastWrite = in.number<std::uint64_t>();
-  m_header.subKeys = in.number<std::uint32_t>();
-  m_header.values = in.number<std::uint32_t>();
-  m_header.outside = in.number<std::uint32_t>();
-  m_header.maxSubKeyName = in.number<std::uint32_t>();
-  m_header.maxValueName = in.number<std::uint32_t>();
-  m_header.maxValueData = in.number<std::uint32_t>();
-  m_header.depth = in.number<std::uint32_t>();
-  const auto inside = in.number<std::uint32_t>();
+  const auto flags = in.number<std::uint8_t>();
+  NodeHeader& header = m_header;
+  header = {};
+  header.isVolatile = (flags & volatileFlag) != 0;
+  header.id = in.number<std::uint64_t>();
+  header.revision = in.number<std::uint64_t>();
+  header.lastWrite = in.number<std::uint64_t>();
+  std::size_t nameSize = 0;
+  std::uint32_t inside = 0;
+  if ((flags & smallFlag) != 0) {
+    nameSize = in.number<std::uint8_t>();
+    header.values = inside = in.number<std::uint8_t>();
+    header.depth = in.number<std::uint8_t>();
+    header.maxValueName = in.number<std::uint8_t>();
+    header.maxValueData = in.number<std::uint16_t>();
+  } else {
+    nameSize = in.number<std::uint16_t>();
+    for (std::uint32_t* const number :
+         {&header.subKeys, &header.values, &header.outside, &header.maxSubKeyName, &header.maxValueName,
+          &header.maxValueData, &header.depth, &inside}) {
+      *number = in.number<std::uint32_t>();
+    }
+  }
   m_name = in.bytes(nameSize);
   m_values = in.rest();
   for (std::uint32_t i = 0; i < inside; ++i) {
@@ -155,7 +189,6 @@ NodeView::Iterator& NodeView::Iterator::operator++() {
 }
 
 NodeView::Identity NodeView::peek(std::string_view record) {
-  constexpr std::size_t idAt = 4 + 1 + 1 + 2;
   Reader in(record);
   in.bytes(idAt);
   const auto id = in.number<std::uint64_t>();
@@ -173,34 +206,42 @@ NodeRecord NodeRecord::from(const NodeView& view) {
 
 std::size_t NodeRecord::encodedSize() const {
   std::size_t size = headSize + name.size();
-  for (const Value& value : values) {
-    size += valueHeadSize + value.folded.size() + value.name.size() + value.data.size();
-  }
+  for (const Value& value : values) size += sizeOf(value);
   return size;
 }
 
 std::string NodeRecord::encode() const {
+  const bool asSmall = isSmall(header, name.size());
   std::string out;
   out.reserve(encodedSize());
   put<std::uint32_t>(out, 0);  // the check sum's place
-  put<std::uint8_t>(out, header.isVolatile ? volatileFlag : std::uint8_t{0});
-  put<std::uint8_t>(out, 0);
-  put<std::uint16_t>(out, static_cast<std::uint16_t>(name.size()));
+  const int flags = (header.isVolatile ? volatileFlag : 0) | (asSmall ? smallFlag : 0);
+  put<std::uint8_t>(out, static_cast<std::uint8_t>(flags));
   for (const std::uint64_t number : {header.id, header.revision, header.lastWrite}) {
     put<std::uint64_t>(out, number);
   }
-  for (const std::uint32_t number : {header.subKeys, header.values, header.outside, header.maxSubKeyName,
-                                     header.maxValueName, header.maxValueData, header.depth}) {
-    put<std::uint32_t>(out, number);
+  if (asSmall) {
+    for (const std::size_t number :
+         {name.size(), values.size(), std::size_t{header.depth}, std::size_t{header.maxValueName}}) {
+      put<std::uint8_t>(out, static_cast<std::uint8_t>(number));
+    }
+    put<std::uint16_t>(out, static_cast<std::uint16_t>(header.maxValueData));
+  } else {
+    put<std::uint16_t>(out, static_cast<std::uint16_t>(name.size()));
+    for (const std::uint32_t number : {header.subKeys, header.values, header.outside, header.maxSubKeyName,
+                                       header.maxValueName, header.maxValueData, header.depth}) {
+      put<std::uint32_t>(out, number);
+    }
+    put<std::uint32_t>(out, static_cast<std::uint32_t>(values.size()));
   }
-  put<std::uint32_t>(out, static_cast<std::uint32_t>(values.size()));
   out += name;
   for (const Value& value : values) {
-    put<std::uint32_t>(out, value.type);
+    const std::string_view own = storedName(value);
+    put<std::uint8_t>(out, static_cast<std::uint8_t>(value.type));
     put<std::uint16_t>(out, static_cast<std::uint16_t>(value.data.size()));
     put<std::uint8_t>(out, static_cast<std::uint8_t>(value.folded.size()));
-    put<std::uint8_t>(out, static_cast<std::uint8_t>(value.name.size()));
-    out.append(value.folded).append(value.name).append(value.data);
+    put<std::uint8_t>(out, static_cast<std::uint8_t>(own.size()));
+    out.append(value.folded).append(own).append(value.data);
   }
   return seal(out);
 }

@@ -11,6 +11,7 @@ namespace registry {
 
 // Small values lie in their key's own record, so that opening a key brings them along with one lookup.
 // The others have a record each.
+inline constexpr std::uint32_t maxInlineType = 255;
 inline constexpr std::size_t maxInlineName = 64;      // bytes, folded and as displayed each
 inline constexpr std::size_t maxInlineData = 256;     // bytes
 inline constexpr std::size_t maxInlineRecord = 1024;  // bytes of the whole record
@@ -99,7 +100,7 @@ struct NodeRecord {
 
   static NodeRecord from(const NodeView& view);
   std::string encode() const;
-  std::size_t encodedSize() const;
+  std::size_t encodedSize() const;  // at most
 };
 
 // The record of a value that lies outside its key's.

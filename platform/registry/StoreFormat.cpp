@@ -26,8 +26,7 @@ struct TableName {
   MDB_dbi Tables::*table;
   const char* name;
 };
-constexpr TableName tableNames[] = {{&Tables::nodes, "nodes"},
-                                    {&Tables::values, "values"},
+constexpr TableName tableNames[] = {{&Tables::values, "values"},
                                     {&Tables::sizes, "sizes"},
                                     {&Tables::meta, "meta"},
                                     {&Tables::volatiles, "volatiles"}};
@@ -37,6 +36,7 @@ constexpr std::array<const char16_t*, hiveCount> hiveNames = {u"HKEY_CLASSES_ROO
 
 Tables openEach(MDB_txn* txn, unsigned flags) {
   Tables tables;
+  check(mdb_dbi_open(txn, nullptr, 0, &tables.nodes));
   for (const auto& [table, name] : tableNames) {
     const int result = mdb_dbi_open(txn, name, flags, &(tables.*table));
     if (result == MDB_NOTFOUND) throw Failure(ERROR_NOT_REGISTRY_FILE, result);
@@ -70,6 +70,10 @@ std::string toHex(std::string_view bytes) {
 }
 
 }  // namespace
+
+bool isTable(std::string_view key) {
+  return std::ranges::any_of(tableNames, [key](const TableName& table) { return key == table.name; });
+}
 
 std::uint64_t hiveId(HKEY handle) {
   return handle >= HKEY_CLASSES_ROOT && handle < HKEY_CLASSES_ROOT + hiveCount

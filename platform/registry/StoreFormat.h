@@ -4,12 +4,15 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "platform/registry/Lmdb.h"
 #include "platform/registry/registry.h"
 
 namespace registry {
 
+// The keys lie in LMDB's own, unnamed table: each named one costs every transaction a search for its root
+// before it is first used, and every write a page. The names of the others stand there beside them.
 struct Tables {
   MDB_dbi nodes = 0;      // EntryKey of a key -> its record
   MDB_dbi values = 0;     // EntryKey of a value -> its record, for those outside their key's record
@@ -17,9 +20,14 @@ struct Tables {
   MDB_dbi meta = 0;       // marker, next id, boot id
   MDB_dbi volatiles = 0;  // id of a topmost volatile key -> its EntryKey
 };
+inline constexpr unsigned namedTables = 4;
 inline constexpr unsigned tableCount = 8;  // room for more than there are
 
-inline constexpr std::uint32_t formatVersion = 1;
+inline constexpr std::uint32_t formatVersion = 2;
+
+// Whether an entry beside the keys is a table's. No key's is: they begin with an id, most significant byte
+// first.
+bool isTable(std::string_view key);
 
 // The hives are children of the key 0, which has no record.
 inline constexpr std::uint64_t rootId = 0;

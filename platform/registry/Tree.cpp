@@ -38,8 +38,8 @@ std::pair<EntryKey, EntryKey> unpackPair(std::string_view pair) {
 }
 
 bool fitsInside(const NodeRecord& record, const NodeRecord::Value& value) {
-  return value.folded.size() <= maxInlineName && value.name.size() <= maxInlineName &&
-         value.data.size() <= maxInlineData &&
+  return value.type <= maxInlineType && value.folded.size() <= maxInlineName &&
+         value.name.size() <= maxInlineName && value.data.size() <= maxInlineData &&
          record.encodedSize() + value.folded.size() + value.name.size() + value.data.size() <=
              maxInlineRecord;
 }
@@ -130,6 +130,7 @@ NodeRef Tree::find(std::uint64_t id) const {
   Cursor cursor(m_txn, m_tables.nodes);
   NodeView view;
   for (bool found = cursor.first(); found; found = cursor.next()) {
+    if (isTable(cursor.key())) continue;
     view.decode(cursor.data());
     if (view.header().id == id) return {id, EntryKey::fromBytes(cursor.key())};
   }

@@ -78,6 +78,7 @@ private:
   static std::uint64_t ownerOf(std::string_view key) { return EntryKey::fromBytes(key).owner(); }
 
   void checkNode(std::string_view key, std::string_view record) {
+    if (isTable(key)) return;
     m_view.decode(record);
     const NodeHeader& header = m_view.header();
     checkPlace(key, m_view.name());

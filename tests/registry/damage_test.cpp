@@ -196,9 +196,9 @@ TEST_F(RegistryDamage, AnotherDatabaseAndAnotherVersionAreRefused) {
 
   const std::pair<std::string, LSTATUS> cases[] = {
       {registry::sealed("OTHER-MARKER" + std::string("\1\0\0\0", 4)), ERROR_NOT_REGISTRY_FILE},
-      {registry::sealed("SPS-REGISTRY" + std::string("\2\0\0\0", 4)), ERROR_REVISION_MISMATCH},
+      {registry::sealed("SPS-REGISTRY" + std::string("\1\0\0\0", 4)), ERROR_REVISION_MISMATCH},
       {registry::sealed("SPS-REGISTRY"), ERROR_REGISTRY_CORRUPT},
-      {"SPS-REGISTRY" + std::string("\1\0\0\0", 4), ERROR_REGISTRY_CORRUPT},
+      {"SPS-REGISTRY" + std::string("\2\0\0\0", 4), ERROR_REGISTRY_CORRUPT},
       {"", ERROR_REGISTRY_CORRUPT},
   };
   for (const auto& [marker, expected] : cases) {
@@ -238,8 +238,10 @@ TEST_F(RegistryDamage, ALostEndThatHeldNothingIsMadeUp) {
   // Pages that were never written lie beyond the end, as after a delete of what came last.
   ASSERT_EQ(setValue(HKEY_USERS, u"last", std::string(200'000, 'l')), 0);
   ASSERT_EQ(RegDeleteValueW(HKEY_USERS, u"last"), 0);
-  ASSERT_EQ(setValue(HKEY_USERS, u"a", "1"), 0);
-  ASSERT_EQ(setValue(HKEY_USERS, u"a", "2"), 0);
+  for (int round = 0; round < 3; ++round) {  // writes every table anew, in pages further ahead
+    ASSERT_EQ(setValue(HKEY_USERS, u"a", std::string(1000, 'a')), 0);
+    ASSERT_EQ(RegDeleteValueW(HKEY_USERS, u"a"), 0);
+  }
   const std::string whole = readFile(m_store.file());
   EXPECT_EQ(inspected(whole.substr(0, whole.size() - 10 * page)), shown(Whole));
 }
@@ -298,7 +300,10 @@ TEST(RegistryRecord, DecodingSurvivesAnyBytes) {
   record.header.id = 17;
   record.name = "name";
   record.values = {{REG_SZ, "a", "A", "data"}, {REG_BINARY, "b", "b", std::string(256, 'x')}};
-  const std::string good = record.encode();
+  const std::string small = record.encode();
+  record.header.subKeys = 1;
+  const std::string whole = record.encode();
+  ASSERT_LT(small.size(), whole.size());
   const auto accepts = [](const std::string& bytes) {
     try {
       registry::NodeView view;
@@ -312,17 +317,19 @@ TEST(RegistryRecord, DecodingSurvivesAnyBytes) {
       return false;
     }
   };
-  EXPECT_TRUE(accepts(good));
-  for (std::size_t length = 0; length < good.size(); ++length) {
-    EXPECT_FALSE(accepts(good.substr(0, length))) << length;
-    if (length > 4) (void)accepts(registry::sealed(good.substr(4, length - 4)));
-  }
-  for (std::size_t at = 0; at < good.size(); ++at) {
-    std::string bytes = good;
-    bytes[at] ^= 0x40;
-    EXPECT_FALSE(accepts(bytes)) << at;
-    // With the sum put right, the lengths must still hold the reader back.
-    (void)accepts(registry::sealed(std::string_view(bytes).substr(4)));
+  for (const std::string& good : {small, whole}) {
+    EXPECT_TRUE(accepts(good));
+    for (std::size_t length = 0; length < good.size(); ++length) {
+      EXPECT_FALSE(accepts(good.substr(0, length))) << length;
+      if (length > 4) (void)accepts(registry::sealed(good.substr(4, length - 4)));
+    }
+    for (std::size_t at = 0; at < good.size(); ++at) {
+      std::string bytes = good;
+      bytes[at] ^= 0x40;
+      EXPECT_FALSE(accepts(bytes)) << at;
+      // With the sum put right, the lengths must still hold the reader back.
+      (void)accepts(registry::sealed(std::string_view(bytes).substr(4)));
+    }
   }
   const registry::OutsideValue value{REG_SZ, "name", "data"};
   const std::string outside = value.encode();
