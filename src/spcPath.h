@@ -1,7 +1,6 @@
 // The paths of parameters.
 #pragma once
 
-#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <string>
@@ -29,7 +28,7 @@ public:
   void Write(char16_t* to) const {
     for (const auto& part : m_parts) {
       if (&part != m_parts.data()) *to++ = u'\\';
-      to = std::ranges::copy(part, to).out;
+      to += part.copy(to, part.size());
     }
   }
 
