@@ -1,7 +1,10 @@
 #include "platform/registry/Cache.h"
 
+#include <sys/random.h>
+
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <cstring>
 #include <utility>
 
@@ -41,6 +44,12 @@ std::u16string plain(std::u16string_view path) {
 
 std::uint64_t hashOf(const NodeRef& base, std::u16string_view path) {
   return hash64(path.data(), path.size() * sizeof(char16_t), base.id);
+}
+
+std::uint64_t drawSeed() {
+  std::uint64_t seed = 0;
+  if (::getrandom(&seed, sizeof seed, GRND_NONBLOCK) == sizeof seed) return seed;
+  return static_cast<std::uint64_t>(std::chrono::steady_clock::now().time_since_epoch().count());
 }
 
 bool isNamed(const NodeView& view, const EntryKey& place, std::u16string_view leaf) {
@@ -92,7 +101,11 @@ void NodeCache::clear() {
 }
 
 CachedNode* NodeCache::open(Moment& moment, const NodeRef& base, std::u16string_view path) {
-  const std::uint64_t hash = hashOf(base, path);
+  return open(moment, base, path, hashOf(base, path));
+}
+
+CachedNode* NodeCache::open(Moment& moment, const NodeRef& base, std::u16string_view path,
+                            std::uint64_t hash) {
   CachedNode* node = find(hash, base.id, path);
   if (node != nullptr && isCurrent(moment, *node)) return node;
   const auto levels = plainLevels(path);
@@ -101,9 +114,31 @@ CachedNode* NodeCache::open(Moment& moment, const NodeRef& base, std::u16string_
   return load(moment, base, path, hash);
 }
 
-CachedNode* NodeCache::glance(Moment& moment, const NodeRef& base, std::u16string_view path) {
-  CachedNode* const node = find(hashOf(base, path), base.id, path);
-  return node != nullptr && node->isAsOf(moment) ? node : open(moment, base, path);
+NodeCache::Seen NodeCache::glance(Moment& moment, const NodeRef& base, std::u16string_view path,
+                                  bool outlasts) {
+  const std::uint64_t hash = hashOf(base, path);
+  CachedNode* const node = find(hash, base.id, path);
+  if (node != nullptr && node->isAsOf(moment)) [[likely]]
+    return {&node->view(), node};
+  if (node == nullptr && outlasts && !wasMissed(hash)) {
+    if (const NodeView* const view = lookAt(moment, base, path)) return {view, nullptr};
+  }
+  CachedNode* const opened = open(moment, base, path, hash);
+  return {opened == nullptr ? nullptr : &opened->view(), opened};
+}
+
+const NodeView* NodeCache::lookAt(Moment& moment, const NodeRef& base, std::u16string_view path) {
+  const std::size_t end = path.rfind(u'\\');
+  if (end == std::u16string_view::npos) return nullptr;
+  const std::uint64_t parent = m_parents.find(base.id, path.substr(0, end));
+  const std::u16string_view leaf = path.substr(end + 1);
+  if (parent == 0 || leaf.empty() || leaf.size() > maxKeyName) return nullptr;
+  moment.enter();
+  const EntryKey place(parent, FoldedName(leaf).view());
+  const auto record = fetch(moment.txn, moment.tables->nodes, place.bytes());
+  if (!record) return nullptr;
+  m_passing.decode(*record);
+  return m_passing.header().outside == 0 && isNamed(m_passing, place, leaf) ? &m_passing : nullptr;
 }
 
 CachedNode* NodeCache::reopen(Moment& moment, std::uint64_t serial, std::uint64_t id) {
@@ -115,8 +150,8 @@ CachedNode* NodeCache::reopen(Moment& moment, std::uint64_t serial, std::uint64_
 
 CachedNode* NodeCache::find(std::uint64_t hash, std::uint64_t base, std::u16string_view path) {
   if (m_nodes.empty()) {
-    m_missed.resize(remembered);
-    m_hashes.resize(places);
+    m_missed.resize(remembered / ways);
+    m_hashes.resize(places / ways);
     m_lastUses.resize(places);
     m_nodes.resize(places);
   }
@@ -126,8 +161,9 @@ CachedNode* NodeCache::find(std::uint64_t hash, std::uint64_t base, std::u16stri
 
 CachedNode* NodeCache::findIn(std::size_t set, std::uint64_t hash, std::uint64_t base,
                               std::u16string_view path) {
+  const HashSet& hashes = m_hashes[set / ways];
   for (std::size_t way = set; way < set + ways; ++way) {
-    if (m_hashes[way] != hash) continue;
+    if (hashes.hashes[way - set] != hash) continue;
     CachedNode* node = m_nodes[way].get();
     if (node == nullptr || node->m_base != base || !node->isAt(path)) continue;
     m_lastUses[way] = ++m_clock;
@@ -137,9 +173,12 @@ CachedNode* NodeCache::findIn(std::size_t set, std::uint64_t hash, std::uint64_t
 }
 
 bool NodeCache::wasMissed(std::uint64_t hash) {
-  std::uint32_t& last = m_missed[(hash >> 16) % remembered];
-  return std::exchange(last, static_cast<std::uint32_t>(hash >> 32)) ==
-         static_cast<std::uint32_t>(hash >> 32);
+  MissedSet& set = m_missed[(hash >> 16) % m_missed.size()];
+  const auto part = static_cast<std::uint32_t>(hash >> 32);
+  if (std::ranges::find(set, part) != set.end()) return true;
+  std::shift_right(set.begin(), set.end(), 1);
+  set.front() = part;
+  return false;
 }
 
 std::uint64_t NodeCache::newSerial(std::size_t place) {
@@ -199,14 +238,13 @@ std::optional<std::string_view> NodeCache::seek(Moment& moment, const NodeRef& b
   if (end == std::u16string_view::npos) return fetchAt(EntryKey(base.id, folded.view()));
 
   const std::u16string_view above = path.substr(0, end);
-  const std::uint64_t hash = hashOf(base, above);
-  const std::uint64_t known = m_parents.find(hash, base.id, above);
+  const std::uint64_t known = m_parents.find(base.id, above);
   if (known != 0) {
     if (const auto record = fetchAt(EntryKey(known, folded.view()))) return record;
   }
   const CachedNode* parent = open(moment, base, above);
   if (parent == nullptr || parent->m_ref.id == known) return std::nullopt;
-  m_parents.set(hash, base.id, above, parent->m_ref.id);
+  m_parents.set(base.id, above, parent->m_ref.id);
   return fetchAt(EntryKey(parent->m_ref.id, folded.view()));
 }
 
@@ -218,13 +256,14 @@ CachedNode* NodeCache::load(Moment& moment, const NodeRef& base, std::u16string_
   if (!record) return nullptr;
   CachedNode* known = find(hash, base.id, path);
   CachedNode& node = known != nullptr ? *known : victim(hash);
-  std::uint64_t& tag = m_hashes[placeOf(node.m_serial)];
+  const std::size_t at = placeOf(node.m_serial);
+  std::uint64_t& tag = m_hashes[at / ways].hashes[at % ways];
   tag = 0;  // unfindable until it is whole
   node.m_number = 0;
   node.load(path, *record, 0);
   // Another key at the same path: what was opened before must not be taken for it.
   if (known != nullptr && node.m_ref.id != node.m_view.header().id) {
-    node.m_serial = newSerial(placeOf(node.m_serial));
+    node.m_serial = newSerial(at);
   }
   const std::size_t leaf = path.rfind(u'\\') + 1;
   if (!path.empty() && !isNamed(node.m_view, place, path.substr(leaf))) return nullptr;
@@ -237,23 +276,59 @@ CachedNode* NodeCache::load(Moment& moment, const NodeRef& base, std::u16string_
 }
 
 std::uint64_t NodeCache::parentAt(const NodeRef& base, std::u16string_view path) const {
-  return m_parents.find(hashOf(base, path), base.id, path);
+  return m_parents.find(base.id, path);
 }
 
 void NodeCache::keepParent(const NodeRef& base, std::u16string_view path, std::uint64_t id) {
-  m_parents.set(hashOf(base, path), base.id, path, id);
+  m_parents.set(base.id, path, id);
 }
 
-std::uint64_t ParentIds::find(std::uint64_t hash, std::uint64_t base, std::u16string_view path) const {
-  const auto known = m_parents.find(hash);
-  if (known == m_parents.end()) return 0;
-  const Parent& parent = known->second;
-  return parent.base == base && support::isSame(parent.path, path) ? parent.id : 0;
+Hash128 ParentIds::hashOf(std::u16string_view path) {
+  static const std::uint64_t seed = drawSeed();
+  return hash128({reinterpret_cast<const char*>(path.data()), path.size() * sizeof(char16_t)}, seed);
 }
 
-void ParentIds::set(std::uint64_t hash, std::uint64_t base, std::u16string_view path, std::uint64_t id) {
-  if (m_parents.size() == capacity) m_parents.clear();
-  m_parents.insert_or_assign(hash, Parent{base, id, std::u16string(path)});
+std::uint64_t ParentIds::find(std::uint64_t base, std::u16string_view path) const {
+  if (m_sets.empty()) return 0;
+  const Hash128 hash = hashOf(path);
+  for (const Parent& parent : m_sets[hash.low & (m_sets.size() - 1)].parents) {
+    if (parent.path == hash && parent.base == base) return parent.id;
+  }
+  return 0;
+}
+
+void ParentIds::set(std::uint64_t base, std::u16string_view path, std::uint64_t id) {
+  if (m_sets.empty()) m_sets.resize(fewestSets);
+  if (m_count >= m_sets.size() && m_sets.size() < mostSets) grow();
+  if (place(m_sets, {hashOf(path), base, id})) ++m_count;
+}
+
+// True where it is one more; else it took the place of its own path, or of the oldest in its set.
+bool ParentIds::place(std::vector<Set>& sets, const Parent& parent) {
+  auto& parents = sets[parent.path.low & (sets.size() - 1)].parents;
+  const auto known = std::ranges::find_if(parents, [&](const Parent& other) {
+    return other.id == 0 || (other.path == parent.path && other.base == parent.base);
+  });
+  const bool isNew = known != parents.end() && known->id == 0;
+  std::shift_right(parents.begin(), known == parents.end() ? known : known + 1, 1);
+  parents.front() = parent;
+  return isNew;
+}
+
+void ParentIds::grow() {
+  std::vector<Set> sets(2 * m_sets.size());
+  m_count = 0;
+  for (const Set& set : m_sets) {
+    for (auto parent = set.parents.rbegin(); parent != set.parents.rend(); ++parent) {
+      if (parent->id != 0 && place(sets, *parent)) ++m_count;
+    }
+  }
+  m_sets = std::move(sets);
+}
+
+void ParentIds::clear() {
+  m_sets.clear();
+  m_count = 0;
 }
 
 }  // namespace registry

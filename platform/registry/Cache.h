@@ -3,6 +3,7 @@
 // and is used as it stands only under that same transaction; otherwise it is held against the store.
 #pragma once
 
+#include <array>
 #include <bit>
 #include <cstddef>
 #include <cstdint>
@@ -10,9 +11,9 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
+#include "platform/registry/Hash.h"
 #include "platform/registry/Tree.h"
 
 namespace registry {
@@ -87,23 +88,36 @@ private:
 // Where the children of a path are to be looked for: the ids of keys that were parents once, many more of
 // them than whole keys are kept. An id need not be right any more: since none is given twice, and a key goes
 // after its children, whatever is found below it proves it right.
+//
+// A path is known by 128 bits of its hash alone, so that a search looks at one line of the processor's cache;
+// the seed is drawn at random, so that nobody can make two paths that meet.
 class ParentIds {
 public:
-  // 0 where none is known; no key but the root, which has no path, has that id. The hash is that of base and
-  // path.
-  std::uint64_t find(std::uint64_t hash, std::uint64_t base, std::u16string_view path) const;
-  void set(std::uint64_t hash, std::uint64_t base, std::u16string_view path, std::uint64_t id);
-  void clear() { m_parents.clear(); }
+  // 0 where none is known; no key but the root, which has no path, has that id.
+  std::uint64_t find(std::uint64_t base, std::u16string_view path) const;
+  void set(std::uint64_t base, std::u16string_view path, std::uint64_t id);
+  void clear();
 
 private:
-  static constexpr std::size_t capacity = 32768;
+  static constexpr std::size_t ways = 2;
+  static constexpr std::size_t fewestSets = 32;  // powers of two
+  static constexpr std::size_t mostSets = 16384;
 
   struct Parent {
-    std::uint64_t base;
-    std::uint64_t id;
-    std::u16string path;
+    Hash128 path;
+    std::uint64_t base = 0;
+    std::uint64_t id = 0;
   };
-  std::unordered_map<std::uint64_t, Parent> m_parents;
+  struct alignas(64) Set {
+    std::array<Parent, ways> parents;  // the last one first
+  };
+
+  static Hash128 hashOf(std::u16string_view path);
+  static bool place(std::vector<Set>& sets, const Parent& parent);
+  void grow();
+
+  std::vector<Set> m_sets;
+  std::size_t m_count = 0;
 };
 
 class NodeCache {
@@ -112,8 +126,15 @@ public:
 
   // The key at a path below another, or null. The pointer is good until the next call.
   CachedNode* open(Moment& moment, const NodeRef& base, std::u16string_view path);
-  // The same without entering the store where the key itself is remembered as of now, whatever lies outside.
-  CachedNode* glance(Moment& moment, const NodeRef& base, std::u16string_view path);
+  // What a look at a key shows: null where there is none. A key that is not remembered lies in the store, and
+  // is good until the next call and no longer than the moment's transaction.
+  struct Seen {
+    const NodeView* view = nullptr;
+    CachedNode* node = nullptr;  // null where it is not remembered
+  };
+  // A look without entering the store where the key itself is remembered as of now, whatever lies outside;
+  // where the transaction outlasts the look, without a copy of a key that is asked for once.
+  Seen glance(Moment& moment, const NodeRef& base, std::u16string_view path, bool outlasts);
   // The key at that place, or null where it was deleted.
   CachedNode* open(Moment& moment, const NodeRef& node) { return open(moment, node, {}); }
   // The same for a place in the cache where it was before: null also where that was given away.
@@ -132,7 +153,7 @@ private:
   // A key that is asked for once passes through a few places that stay in the processor's cache; one that is
   // missed again while that is remembered is kept. So whoever walks through a large tree neither fills the
   // memory with what he does not come back to, nor drives out what others of the thread live on.
-  static constexpr std::size_t ways = 4;
+  static constexpr std::size_t ways = 8;
   static constexpr std::size_t kept = 4096;
   static constexpr std::size_t passing = 64;
   static constexpr std::size_t places = kept + passing;
@@ -140,10 +161,15 @@ private:
   // A serial is a multiple of it, and the place.
   static constexpr std::uint64_t serialStep = std::bit_ceil(places);
 
+  using MissedSet = std::array<std::uint32_t, ways>;  // parts of hashes, the last one first
+
   static std::size_t keptSet(std::uint64_t hash) { return hash % (kept / ways) * ways; }
   static std::size_t passingSet(std::uint64_t hash) { return kept + hash % (passing / ways) * ways; }
   static std::size_t placeOf(std::uint64_t serial) { return serial % serialStep; }
 
+  CachedNode* open(Moment& moment, const NodeRef& base, std::u16string_view path, std::uint64_t hash);
+  // The key where it lies, if its parent is known and it has no values outside; null says nothing.
+  const NodeView* lookAt(Moment& moment, const NodeRef& base, std::u16string_view path);
   CachedNode* find(std::uint64_t hash, std::uint64_t base, std::u16string_view path);
   CachedNode* findIn(std::size_t set, std::uint64_t hash, std::uint64_t base, std::u16string_view path);
   // Whether it was missed not long ago; from now on it was.
@@ -158,11 +184,15 @@ private:
   std::uint64_t m_id;
   std::uint64_t m_nextSerial = serialStep;
   std::uint32_t m_clock = 0;
-  std::vector<std::uint32_t> m_missed;  // parts of hashes
-  // Beside the nodes, together so that a search stays in one line.
-  std::vector<std::uint64_t> m_hashes;
+  std::vector<MissedSet> m_missed;
+  // Beside the nodes, so that a search stays in one line of the processor's cache.
+  struct alignas(64) HashSet {
+    std::array<std::uint64_t, ways> hashes{};
+  };
+  std::vector<HashSet> m_hashes;
   std::vector<std::uint32_t> m_lastUses;
   ParentIds m_parents;
+  NodeView m_passing;  // where it lies in the store
   std::vector<std::unique_ptr<CachedNode>> m_nodes;
 };
 

@@ -9,8 +9,8 @@ std::uint64_t hash64(const void* data, std::size_t size, std::uint64_t seed) {
   return XXH3_64bits_withSeed(data, size, seed);
 }
 
-Hash128 hash128(std::string_view bytes) {
-  const XXH128_hash_t hash = XXH3_128bits(bytes.data(), bytes.size());
+Hash128 hash128(std::string_view bytes, std::uint64_t seed) {
+  const XXH128_hash_t hash = XXH3_128bits_withSeed(bytes.data(), bytes.size(), seed);
   return {hash.low64, hash.high64};
 }
 

@@ -17,13 +17,15 @@ RegistryGlance::RegistryGlance(HKEY hive, std::u16string_view path) noexcept {
     if (!ThreadState::get().isAttached()) return;
     Reading reading;
     if (reading.isInTransaction()) return;
-    CachedNode* const node = reading.thread().cache().glance(reading.moment(), hiveRef(id), path);
-    if (node == nullptr) return;
-    if (node->view().header().outside != 0) {
-      if (!reading.thread().isInView()) return;  // the store is left at the end of this
-      Keep(*node, reading.moment());
+    const bool outlasts = reading.thread().isInView();  // else the store is left at the end of this
+    const NodeCache::Seen seen =
+        reading.thread().cache().glance(reading.moment(), hiveRef(id), path, outlasts);
+    if (seen.view == nullptr) return;
+    if (seen.view->header().outside != 0) {
+      if (!outlasts) return;
+      Keep(*seen.node, reading.moment());
     }
-    m_key = &node->view();
+    m_key = seen.view;
   } catch (const std::exception&) {
     return;  // who opens the key will be told
   }
