@@ -68,6 +68,8 @@ INSTANTIATE_TEST_SUITE_P(
         Case{"NoInstance", typeI + value1 + byP + ws7, {}, "@override ignored 10", "@value", "1"},
         Case{"UnknownKind", typeI + value1 + "\"@override\"=hex:58,00\n", asWs7, "@override ignored 7",
              "@value", "1"},
+        Case{"ShortOverride", typeI + value1 + "\"@override\"=hex:57\n" + ws7, asWs7, "@override ignored 7",
+             "@value", "1"},
         Case{"NoValueOfTheName", typeI + value1 + byW, asWs7, "WS07 absent 0", "@value", "1"},
         Case{"NameWithoutOverride", typeI + value1 + ws7, asWs7, "@override absent 0", "@value", "1"},
         Case{"SuperValue", typeI + super2, {}, "@value absent 0", "@superValue", "2"},

@@ -42,7 +42,10 @@ protected:
     Here({"import", "-"}, "Windows Registry Editor Version 5.00\n\n[" + root +
                               "\\Default\\Pump\\Odd]\n\"@type\"=hex:49,00\n\"@value\"=\"long\"\n"
                               "\"@vendor\"=hex:01,ff\n\n[" +
-                              root + "\\Default\\Pump\\Bare]\n\"@value\"=dword:1\n");
+                              root + "\\Default\\Pump\\Bare]\n\"@value\"=dword:1\n\n[" + root +
+                              "\\North\\Valve\\Raw]\n\"@type\"=hex:53,00\n\"@value\"=hex:61,00\n\n[" + root +
+                              "\\North\\Valve\\Short]\n\"@type\"=hex:49,00\n\"@value\"=hex:07\n"
+                              "\"@override\"=hex:57\n\"WS07\"=dword:1\n");
     Here({"create", "Pump", "Speed", "--type", "I", "--value", "40", "--override", "W", "--unit", "1/min"});
     Here({"set", "Pump", "Speed", "55", "--workstation", "WS07"});
     Here({"create", "Pump", "Name", "--type", "S", "--value", "Main \"pump\" höher", "--readonly"});
@@ -83,8 +86,9 @@ TEST_F(AtMaster, AnswersAreThoseOfTheStoreBehindIt) {
         Arguments{"get", "Pump", "Rest"}, Arguments{"get", "Access", "Key"},
         Arguments{"get", "valve", "open", "--space", "north"}, Arguments{"ls"}, Arguments{"ls", "--spaces"},
         Arguments{"ls", "Pump"}, Arguments{"ls", "Pump", "--workstation", "WS07"}, Arguments{"ls", "Access"},
-        Arguments{"ls", "Access", "--reveal"}, Arguments{"tree"}, Arguments{"tree", "--space", "North"},
-        Arguments{"tree", "Pump"}, Arguments{"attr", "Pump", "Speed"}, Arguments{"attr", "Pump", "Bare"},
+        Arguments{"ls", "Access", "--reveal"}, Arguments{"tree"},
+        Arguments{"tree", "--space", "North", "--workstation", "WS07"}, Arguments{"tree", "Pump"},
+        Arguments{"attr", "Pump", "Speed"}, Arguments{"attr", "Pump", "Bare"},
         Arguments{"attr", "Pump", "Speed", "unit"}, Arguments{"attr", "Pump", "Name", "readonly"}}) {
     ExpectSame(arguments);
     ExpectSame(With({"--json"}, arguments));
@@ -183,7 +187,7 @@ TEST_F(AtMaster, ATextGoesInWholeOrNotAtAll) {
   MakePlant();
   const std::string text = There({"export"});
   There({"rm", "Access", "--yes"});
-  EXPECT_EQ(There({"import", "-"}, text), "imported 14 keys and 21 values\n");
+  EXPECT_EQ(There({"import", "-"}, text), "imported 16 keys and 27 values\n");
   EXPECT_EQ(Here({"export"}), text);
   const RunResult fault = Run(Remote({"import", "-"}), "Windows Registry Editor Version 5.00\n\n[-" + root +
                                                            "\\Default]\n[" + root + "\\A]\n\"a\"=word:1\n");

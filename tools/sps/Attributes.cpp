@@ -1,6 +1,7 @@
 #include "tools/sps/Attributes.h"
 
 #include <algorithm>
+#include <array>
 #include <cctype>
 
 #include "src/spc.h"
@@ -30,6 +31,18 @@ std::string lower(std::string text) {
 char16_t upperLetter(const std::string& text) {
   if (text.size() != 1) return 0;
   return static_cast<char16_t>(std::toupper(static_cast<unsigned char>(text[0])));
+}
+
+using LetterBytes = std::array<std::uint8_t, 2>;
+
+// What stands for the bytes that are not there.
+LetterBytes missingLetter(std::u16string_view name) {
+  if (sameName(name, Spc::m_pOVERRIDE)) return {0xFF, 0xFF};
+  return {};
+}
+
+char16_t letterFrom(const LetterBytes& bytes) {
+  return static_cast<char16_t>(bytes[0] | bytes[1] << 8);
 }
 
 }  // namespace
@@ -82,6 +95,12 @@ const char* overrideKind(char16_t letter) {
   return nullptr;
 }
 
+char16_t letterOfBytes(std::u16string_view name, std::span<const std::uint8_t> bytes) {
+  LetterBytes letter = missingLetter(name);
+  std::copy_n(bytes.begin(), std::min(bytes.size(), letter.size()), letter.begin());
+  return letterFrom(letter);
+}
+
 bool writeLetter(RgNode& node, const char16_t* name, char16_t letter) {
   const std::uint8_t bytes[2] = {static_cast<std::uint8_t>(letter & 0xFF),
                                  static_cast<std::uint8_t>(letter >> 8)};
@@ -89,9 +108,9 @@ bool writeLetter(RgNode& node, const char16_t* name, char16_t letter) {
 }
 
 std::int32_t readLetter(RgNode& node, const char16_t* name, char16_t& letter) {
-  std::uint8_t bytes[2] = {};
-  if (!node.GetValue(name, bytes, sizeof bytes)) return node.GetRetCode();
-  letter = static_cast<char16_t>(bytes[0] | bytes[1] << 8);
+  LetterBytes bytes = missingLetter(name);
+  if (!node.GetValue(name, bytes.data(), std::uint32_t{bytes.size()})) return node.GetRetCode();
+  letter = letterFrom(bytes);
   return 0;
 }
 

@@ -2,7 +2,9 @@
 // them.
 #pragma once
 
+#include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "src/RgNode.h"
@@ -29,6 +31,9 @@ char16_t overrideLetter(const std::string& text);
 // "workstation", "user", "process instance"; null for an unknown letter.
 const char* overrideKind(char16_t letter);
 
+// What the stored bytes of "@type" or "@override" mean, at most 2. Where they are fewer, a type counts by
+// what is there, and an override is none that is known.
+char16_t letterOfBytes(std::u16string_view name, std::span<const std::uint8_t> bytes);
 // A letter in its stored form, 2 bytes.
 bool writeLetter(RgNode& node, const char16_t* name, char16_t letter);
 // 0 and the letter, or the registry's number; a value of more than 2 bytes is no letter: 234.

@@ -1,6 +1,7 @@
 #include "tools/sps/ParameterKey.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <ctime>
 #include <nlohmann/json.hpp>
@@ -39,30 +40,59 @@ bool isText(const StoredValue& stored) {
   return stored.type == REG_SZ || stored.type == REG_EXPAND_SZ;
 }
 
-bool decodeInto(const StoredValue& stored, std::u16string& text) {
-  if (!isText(stored)) return false;
-  text = storedText(stored);
+std::u16string textOf(const std::vector<std::uint8_t>& data) {
+  std::u16string text(data.size() / 2, u'\0');
+  std::copy_n(data.begin(), text.size() * 2, reinterpret_cast<std::uint8_t*>(text.data()));
+  return text.substr(0, text.find(u'\0'));
+}
+
+bool takeInto(const StoredValue& stored, std::u16string& text) {
+  text = textOf(stored.data);
   return true;
 }
-bool decodeInto(const StoredValue& stored, bool& flag) {
-  std::uint8_t byte = 0;
-  if (!numberOf(stored.data, byte)) return false;
-  flag = byte != 0;
+// The bytes that are not there are 0.
+template <class Number>
+bool takeInto(const StoredValue& stored, Number& number) {
+  std::array<std::uint8_t, sizeof number> bytes{};
+  if (stored.data.size() > bytes.size()) return false;
+  std::copy(stored.data.begin(), stored.data.end(), bytes.begin());
+  std::memcpy(&number, bytes.data(), bytes.size());
   return true;
+}
+bool takeInto(const StoredValue& stored, bool& flag) {
+  std::uint8_t byte = 0;
+  const bool taken = takeInto(stored, byte);
+  flag = byte != 0;
+  return taken;
+}
+
+// The value as a read takes it, before its text is unscrambled or expanded.
+std::optional<Value> takenValue(char16_t letter, const StoredValue& stored) {
+  if (!isTypeLetter(letter)) return std::nullopt;
+  Value value = emptyValue(letter);
+  if (!std::visit([&](auto& content) { return takeInto(stored, content); }, value)) return std::nullopt;
+  return value;
+}
+
+bool hasForm(const StoredValue& stored, const std::u16string& /*text*/) {
+  return isText(stored);
 }
 template <class Number>
-bool decodeInto(const StoredValue& stored, Number& number) {
-  return numberOf(stored.data, number);
+bool hasForm(const StoredValue& stored, const Number& number) {
+  return stored.data.size() == sizeof number;
+}
+
+// Whether it was a text that is stored scrambled.
+bool unscramble(Client& client, const ParameterKey& key, Value& value) {
+  auto* text = std::get_if<std::u16string>(&value);
+  if (text == nullptr || !key.scrambled) return false;
+  *text = client.Plain(*text);
+  return true;
 }
 
 Content contentOf(Client& client, const ParameterKey& key, const StoredValue& stored) {
   Content content{stored.name, decodedValue(key.letter, stored), false, stored.type == REG_EXPAND_SZ, stored};
-  if (content.value && key.scrambled) {
-    if (auto* text = std::get_if<std::u16string>(&*content.value)) {
-      *text = client.Plain(*text);
-      content.scrambled = true;
-    }
-  }
+  if (content.value) content.scrambled = unscramble(client, key, *content.value);
   return content;
 }
 
@@ -154,23 +184,24 @@ const StoredValue* findStored(const std::vector<StoredValue>& values, std::u16st
 }
 
 std::u16string storedText(const StoredValue& stored) {
-  if (!isText(stored)) return {};
-  std::u16string text(stored.data.size() / 2, u'\0');
-  std::memcpy(text.data(), stored.data.data(), text.size() * 2);
-  return text.substr(0, text.find(u'\0'));
+  return isText(stored) ? textOf(stored.data) : std::u16string();
 }
 
 char16_t storedLetter(const StoredValue& stored) {
-  char16_t letter = 0;
-  if (stored.data.size() > sizeof letter) return 0;
-  std::copy(stored.data.begin(), stored.data.end(), reinterpret_cast<std::uint8_t*>(&letter));
-  return letter;
+  if (stored.data.size() > sizeof(char16_t)) return 0;
+  return letterOfBytes(stored.name, stored.data);
 }
 
 std::optional<Value> decodedValue(char16_t letter, const StoredValue& stored) {
-  if (!isTypeLetter(letter)) return std::nullopt;
-  Value value = emptyValue(letter);
-  if (!std::visit([&](auto& content) { return decodeInto(stored, content); }, value)) return std::nullopt;
+  std::optional<Value> value = takenValue(letter, stored);
+  if (!value) return value;
+  const bool isOfType = std::visit([&](const auto& content) { return hasForm(stored, content); }, *value);
+  return isOfType ? value : std::nullopt;
+}
+
+std::optional<Value> readValue(Client& client, const ParameterKey& key, const Content& content) {
+  std::optional<Value> value = takenValue(key.letter, content.stored);
+  if (value) unscramble(client, key, *value);
   return value;
 }
 

@@ -23,7 +23,7 @@ std::vector<StoredValue> storedValues(RgNode& node);
 const StoredValue* findStored(const std::vector<StoredValue>& values, std::u16string_view name);
 // The text of a value that is stored as one, else empty.
 std::u16string storedText(const StoredValue& stored);
-// A stored letter; 0 where there are more bytes than a letter has.
+// The letter in "@type" or "@override"; 0 where there are more bytes than a letter has.
 char16_t storedLetter(const StoredValue& stored);
 // In the form of the type; nothing where the letter is none or the form is not that of the type.
 std::optional<Value> decodedValue(char16_t letter, const StoredValue& stored);
@@ -64,6 +64,9 @@ ParameterKey decodeParameterKey(Client& client, const std::u16string& path,
 std::u16string writtenName(const Client& client, const ParameterKey& key, std::int32_t& why);
 // The value that the client's identity reads; null where there is none.
 const Content* readContent(const Client& client, const ParameterKey& key);
+// What a read makes of it, references not expanded: it takes any registry type, and numbers that lack bytes.
+// Nothing where there are more bytes than the type has.
+std::optional<Value> readValue(Client& client, const ParameterKey& key, const Content& content);
 
 // All of the key's values, in that order: the value, the super value, those of overrides.
 std::vector<const Content*> contentsOf(const ParameterKey& key);

@@ -41,8 +41,9 @@ ParameterKey parameterKey(Context& context, const std::string& verb, const Param
 Master::Code resolve(Context& context, const ParameterName& name, const ParameterKey& key, Value& value) {
   const Content* content = readContent(context.Parameters(), key);
   if (content == nullptr) return valueMissing;
-  if (!content->value) return wrongType;
-  value = *content->value;
+  const std::optional<Value> read = readValue(context.Parameters(), key, *content);
+  if (!read) return ERROR_MORE_DATA;
+  value = *read;
   if (!content->expandable || !context.IsMasterSpace()) return 0;
   return context.AtMaster().Read(name.topic, name.par, context.Parameters(), value);
 }
