@@ -154,6 +154,9 @@ TEST_F(LevelCommands, AMasterIsWalkedAndDeletedInLikeAStore) {
   const RunResult dryRun = Run(with(there, {"delete", "topic", "Pump", "--dry-run"}));
   EXPECT_TRUE(exitsWith(1, dryRun));
   EXPECT_THAT(dryRun.out, HasSubstr("param  Default\\Pump\\Name  read-only\n"));
+  const Arguments property = {"delete", "prop", "Pump", "Name", "--dry-run"};
+  EXPECT_TRUE(exitsWith(1, Run(with(there, with(property, {"@value"})))));
+  EXPECT_TRUE(exitsWith(0, Run(with(there, with(property, {"@READONLY"})))));
   Out(with(here, {"import", "-"}), "Windows Registry Editor Version 5.00\n\n" + root +
                                        "Default\\Pump\\Bare\\Below]\n\"@readonly\"=hex(0):\n");
   const RunResult below = Run(with(there, {"delete", "param", "Pump", "Bare", "--dry-run"}));

@@ -154,6 +154,11 @@ std::string nextAbout(Context& context, const Place& parameter, const std::strin
   return context.Next(words, {{"--space", toUtf8(names[0])}});
 }
 
+// Of a read-only parameter a master deletes the mark alone, and that for an administrator, which it knows.
+bool isReadOnlyMark(const Doomed& subject) {
+  return sameName(subject.property, Spc::m_pREADONLY);
+}
+
 // A key below a parameter's is nothing that this deletion would take along, and a master deletes nothing that
 // is read-only.
 std::optional<Refused> expectedRefusal(Context& context, const Deletion& deletion) {
@@ -163,7 +168,7 @@ std::optional<Refused> expectedRefusal(Context& context, const Deletion& deletio
     return Refused{asked, withKeys->place.Label() + " has keys of its own", ERROR_ACCESS_DENIED,
                    nextAbout(context, withKeys->place, "rm", {})};
   }
-  if (!context.IsRemote() || !deletion.Subject().property.empty()) return std::nullopt;
+  if (!context.IsRemote() || isReadOnlyMark(deletion.Subject())) return std::nullopt;
   const auto readOnly = std::ranges::find_if(deletion.all, &Doomed::isReadOnly);
   if (readOnly == deletion.all.end()) return std::nullopt;
   return Refused{asked, readOnly->place.Label() + " is read-only", readOnlyCode,
