@@ -44,7 +44,6 @@ TEST_F(Administration, AttributesRefuseWhatMakesNoSense) {
   EXPECT_TRUE(exitsWith(2, Run({"attr", "Pump", "Speed", "override", "X"})));
   EXPECT_TRUE(exitsWith(2, Run({"attr", "Pump", "Speed", "--clear"})));
   EXPECT_TRUE(exitsWith(1, Run({"attr", "Pump", "Speed", "type", "S"})));
-  EXPECT_TRUE(exitsWith(1, Run({"attr", "Pump", "Speed", "type", "--clear"})));
   EXPECT_TRUE(exitsWith(1, Run({"attr", "Pump", "None", "replicate", "on"})));
   const RunResult run = Run({"attr", "Pump", "Speed", "decrypt", "on"});
   EXPECT_TRUE(exitsWith(1, run));

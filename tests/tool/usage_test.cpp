@@ -37,9 +37,9 @@ INSTANTIATE_TEST_SUITE_P(
                     Arguments{"--master", "x", "ls"}, Arguments{"--space", "", "ls"},
                     Arguments{"--store", "", "ls"}, Arguments{"import", "-", "--within", ""},
                     Arguments{"create", "T", "P", "--type", "I", "--override", ""},
-                    Arguments{"attr", "T", "P", ""}, Arguments{"dirs", ""}, Arguments{"walk", ""},
-                    Arguments{"export", ""}, Arguments{"export", "-o", ""},
-                    Arguments{"set", "T", "P", "x", "--expand", "--plain"},
+                    Arguments{"attr", "T", "P", ""}, Arguments{"attr", "T", "P", "type", "--clear"},
+                    Arguments{"dirs", ""}, Arguments{"walk", ""}, Arguments{"export", ""},
+                    Arguments{"export", "-o", ""}, Arguments{"set", "T", "P", "x", "--expand", "--plain"},
                     Arguments{"set", "T", "P", "1", "--user", "@type"},
                     Arguments{"get", "T", "P", "--instance", "@override"}));
 

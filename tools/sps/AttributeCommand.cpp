@@ -89,6 +89,9 @@ bool parseFlag(const Attribute& attribute, const std::string& text) {
 
 // The state that the command line asks for. WrongUsage where it is none of the attribute's.
 AttributeState wantedState(const AttributeArguments& arguments, const Attribute& attribute) {
+  if (arguments.clear && attribute.kind == AttributeKind::Type) {
+    throw WrongUsage("--clear removes any attribute but the type");
+  }
   AttributeState wanted{&attribute, !arguments.clear, 0, {}};
   if (arguments.clear) return wanted;
   switch (attribute.kind) {
@@ -175,7 +178,7 @@ void changeAttribute(Context& context, const AttributeArguments& arguments, cons
     changeHere(context, verb, name, wanted);
   }
   remarkDecrypt(context, name, attribute, before.present, wanted.present);
-  if (isType && wanted.present) remarkMisfits(context, name);
+  if (isType) remarkMisfits(context, name);
   if (context.options.json) showAttribute(context, name, attribute);
 }
 
@@ -207,7 +210,7 @@ void addAttributeCommand(CLI::App& app, Context& context) {
       command->add_option("VALUE", arguments->value,
                           "on or off for a flag, a letter or a text for the others; a type only where none "
                           "can be read");
-  command->add_flag("--clear", arguments->clear, "Remove the attribute");
+  command->add_flag("--clear", arguments->clear, "Remove the attribute, any but the type");
   command->callback([&context, arguments, value] {
     arguments->hasValue = value->count() != 0;
     runAttribute(context, *arguments);
