@@ -3,7 +3,7 @@
 
 _sps_commands="get set create attr rm ls tree show explain spaces topics params props walk delete dirs logmode
                import export store master hierarchy where version"
-_sps_global="--server --space --workstation --user --instance --store --json --trace --help"
+_sps_global="--server --space --workstation --user --instance --store --json --trace --help --version"
 
 _sps_options() {
   case $1 in
@@ -13,6 +13,7 @@ _sps_options() {
     attr) echo "--clear" ;;
     rm) echo "--value --yes" ;;
     delete) echo "--yes --dry-run" ;;
+    store) [[ $topic == restore ]] && echo "--yes" ;;
     ls) echo "--spaces --reveal" ;;
     tree | show) echo "--reveal" ;;
     explain) echo "--as --reveal" ;;
@@ -58,12 +59,15 @@ _sps_names() {
   esac
 }
 
-# The words of the line to line, with those joined again that bash took apart at a colon, as in unix:/path.
+# The words of the line to line, with those joined again that bash took apart at a colon, as in unix:/path. The
+# sign of --option=value goes: the option's value is the next word either way.
 _sps_join() {
   local i
   line=()
   for ((i = 0; i < COMP_CWORD; i++)); do
-    if [[ $i -gt 0 && (${COMP_WORDS[i]} == :* || ${COMP_WORDS[i - 1]} == *:) ]]; then
+    if [[ ${COMP_WORDS[i]} == = && $i -gt 0 && ${COMP_WORDS[i - 1]} == --?* ]]; then
+      continue
+    elif [[ $i -gt 0 && (${COMP_WORDS[i]} == :* || ${COMP_WORDS[i - 1]} == *:) ]]; then
       line[-1]+=${COMP_WORDS[i]}
     else
       line+=("${COMP_WORDS[i]}")
