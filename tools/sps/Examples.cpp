@@ -14,7 +14,7 @@ constexpr Example examples[] = {
     {"set",
      "  sps set Filtration TurbidityLimit 0.4\n"
      "  sps set Archive Password --stdin < password.txt\n"
-     "  sps set Global LogDir '%HOME%/log' --expand\n"},
+     "  sps set Global PS_LOG_DIR '%HOME%/log' --expand\n"},
     {"create",
      "  sps create Filtration RinseTime --type I --value 90 --unit s\n"
      "  sps create Archive Token --type S --encrypt --stdin < token.txt\n"},

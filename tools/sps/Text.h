@@ -22,7 +22,7 @@ std::string inQuotes(std::u16string_view text);
 // The escapes without the quotes and without escaping backslashes and quotes: for names and paths.
 std::string oneLine(std::u16string_view text);
 
-// Names of keys and values are the same in upper and lower case; this looks at ASCII letters.
+// Whether the registry takes both for the same name of a key or value: upper and lower case are.
 bool sameName(std::u16string_view left, std::u16string_view right);
 
 // As bash takes it as one word, quoted where needed; control characters are escaped.

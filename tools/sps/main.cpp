@@ -30,7 +30,7 @@ constexpr const char* footer =
     "  SYSPARSERVICE  where the master of that name is reached; see also SPS_TLS_CERT, _KEY and _CA\n"
     "  NO_COLOR       no colours, on a terminal either\n"
     "\n"
-    "A value that begins with a minus sign and is no number goes after \"--\":\n"
+    "A value that begins with a minus sign goes after \"--\", unless a digit follows:\n"
     "  sps set Pump Mode -- -auto\n";
 
 void addGlobalOptions(CLI::App& app, GlobalOptions& options) {
