@@ -77,6 +77,16 @@ struct LocalFree {
   LocalFree(const LocalFree&) = delete;
   LocalFree& operator=(const LocalFree&) = delete;
   ~LocalFree() { giveBack(0); }
+  std::uint32_t take() {
+    if (slots.empty()) refill();
+    const std::uint32_t index = slots.back();
+    slots.pop_back();
+    return index;
+  }
+  void put(std::uint32_t index) {
+    slots.push_back(index);
+    if (slots.size() > keptFree) giveBack(keptFree / 2);
+  }
   void giveBack(std::size_t keep) {
     const std::lock_guard lock(g_slotMutex);
     for (; slots.size() > keep; slots.pop_back()) freeSlots().push_back(slots.back());
@@ -90,15 +100,15 @@ struct LocalFree {
     if (g_nextIndex > indexMask) throw Failure(ERROR_NO_SYSTEM_RESOURCES);
     auto& chunk = g_chunks[g_nextIndex / slotsInChunk];
     if (chunk.load(std::memory_order_relaxed) == nullptr) {
+      common.reserve(g_nextIndex + slotsInChunk);  // so that giving back never fails
       chunk.store(std::make_unique<Chunk>().release(), std::memory_order_release);
     }
     slots.push_back(g_nextIndex++);
   }
 };
 
-// Static and older thread-local objects may close their keys after the thread's list has gone. They get
-// another one, which stays.
-LocalFree& localFree() {
+// Null once the thread's list has gone: static and older thread-local objects may still open and close keys.
+LocalFree* localFree() {
   static constinit thread_local LocalFree* t_local = nullptr;
   static constinit thread_local bool t_ended = false;
   struct Owner {
@@ -112,14 +122,25 @@ LocalFree& localFree() {
     Owner& operator=(const Owner&) = delete;
   };
   if (t_local != nullptr) [[likely]]
-    return *t_local;
-  if (t_ended) {
-    t_local = std::make_unique<LocalFree>().release();
+    return t_local;
+  if (t_ended) return nullptr;
+  thread_local const Owner owner;
+  t_local = owner.local.get();
+  return t_local;
+}
+
+std::uint32_t takeSlot() {
+  if (LocalFree* const local = localFree()) [[likely]]
+    return local->take();
+  return LocalFree().take();
+}
+
+void putSlot(std::uint32_t index) {
+  if (LocalFree* const local = localFree()) [[likely]] {
+    local->put(index);
   } else {
-    thread_local const Owner owner;
-    t_local = owner.local.get();
+    LocalFree().put(index);
   }
-  return *t_local;
 }
 
 Slot* slotOf(std::uint32_t index) {
@@ -163,10 +184,7 @@ EntryKey readPlace(const Slot& slot) {
 }  // namespace
 
 HKEY makeHandle(const NodeRef& node, REGSAM rights, CacheHint hint) {
-  LocalFree& local = localFree();
-  if (local.slots.empty()) local.refill();
-  const std::uint32_t index = local.slots.back();
-  local.slots.pop_back();
+  const std::uint32_t index = takeSlot();
   Slot& slot = *slotOf(index);
   slot.rights.store(rights, std::memory_order_release);
   slot.store.store(storeGeneration(), std::memory_order_release);
@@ -217,9 +235,7 @@ bool closeHandle(HKEY handle) {
     return false;
   }
   try {
-    LocalFree& local = localFree();
-    local.slots.push_back(handle & indexMask);
-    if (local.slots.size() > keptFree) local.giveBack(keptFree / 2);
+    putSlot(handle & indexMask);
   } catch (const std::bad_alloc&) {
     return true;  // closed all the same: its slot is not given again
   }

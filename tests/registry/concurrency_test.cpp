@@ -322,27 +322,33 @@ TEST_F(RegistryConcurrency, AStaticObjectMayCloseItsKeyAtTheEnd) {
 
 TEST_F(RegistryConcurrency, ThreadsThatReadAtTheirEndGiveTheirPlacesBack) {
   ASSERT_EQ(setValue(m_key, u"v", "late"), 0);
-  const auto placesAfterOneMore = [this] {
+  const auto handlesLeft = [] {
+    std::vector<Key> open;
+    do open.push_back(Key::open(HKEY_LOCAL_MACHINE, path));
+    while (open.back().status() == 0);
+    return open.size();
+  };
+  const auto placesAfterOneMore = [] {
     std::string read;
     std::thread([&] {
       struct Late {
-        HKEY key = 0;
         std::string* read = nullptr;
-        ~Late() { *read = getValue(key, u"v").data; }
+        ~Late() { *read = getValue(Key::open(HKEY_LOCAL_MACHINE, path), u"v").data; }
       };
       thread_local Late late;  // made before what the registry keeps of the thread, and so gone after it
-      late.key = m_key;
       late.read = &read;
-      (void)getValue(m_key, u"v");
+      (void)getValue(Key::open(HKEY_LOCAL_MACHINE, path), u"v");
     }).join();
     EXPECT_EQ(read, "late");
     registry::StoreInfo info;
     EXPECT_EQ(registry::storeInfo(info), 0);
     return info.readers;
   };
+  const std::size_t handles = handlesLeft();
   const std::uint32_t first = placesAfterOneMore();
   EXPECT_EQ(placesAfterOneMore(), first);
   EXPECT_EQ(placesAfterOneMore(), first);
+  EXPECT_EQ(handlesLeft(), handles);
 }
 
 }  // namespace regtest
