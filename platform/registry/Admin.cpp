@@ -79,6 +79,48 @@ void keepAs(const std::string& file, const std::string& name) {
   if (::link(file.c_str(), name.c_str()) != 0) check(errno);
 }
 
+// Runs what is about another store than the one in use: a failure is traced as that one's.
+template <class Body>
+auto about(const std::string& directory, Body&& body) {
+  try {
+    return body();
+  } catch (Failure& failure) {
+    report(failure, directory, reasonOf(failure));
+    failure.setReported();
+    throw;
+  }
+}
+
+// Of what can fail, LMDB's own numbers are about the store, and those of the system about the place of the
+// copy.
+void copyTo(const Store& store, const std::string& directory) {
+  const int result = mdb_env_copy2(store.env(), directory.c_str(), MDB_CP_COMPACT);
+  const std::string file = directory + dataFileName;
+  std::error_code ignored;
+  if (result != 0) fs::remove(file, ignored);
+  if (result < 0) check(result);
+  about(directory, [&] {
+    check(result);
+    (void)::chmod(file.c_str(), fileMode);
+    sync(file, O_RDONLY);
+    sync(directory, O_RDONLY | O_DIRECTORY);
+  });
+}
+
+bool isMadeEmpty(const std::string& directory) {
+  makeDirectory(directory);
+  std::error_code error;
+  return fs::is_empty(directory, error) && !error;
+}
+
+LSTATUS checkCopy(const std::string& directory) {
+  if (!hasDataFile(directory)) return ERROR_FILE_NOT_FOUND;
+  std::string finding;
+  const LSTATUS state = verifyDirectory(directory, finding);
+  if (state != ERROR_SUCCESS) report(Failure(state), directory, finding);
+  return state;
+}
+
 void replaceDataFile(const std::string& source, const std::string& directory) {
   const std::string current = directory + dataFileName;
   const std::string incoming = current + ".restoring";
@@ -118,30 +160,23 @@ LSTATUS clearDeadReaders(std::uint32_t& cleared) {
 LSTATUS copyStore(const std::string& targetDirectory) {
   return guarded([&] {
     Store& store = ThreadState::get().store();
-    makeDirectory(targetDirectory);
-    std::error_code error;
-    if (!fs::is_empty(targetDirectory, error) || error) return ERROR_ACCESS_DENIED;
-    const int result = mdb_env_copy2(store.env(), targetDirectory.c_str(), MDB_CP_COMPACT);
-    const std::string file = targetDirectory + dataFileName;
-    if (result != 0) fs::remove(file, error);
-    check(result);
-    (void)::chmod(file.c_str(), fileMode);
-    sync(file, O_RDONLY);
-    sync(targetDirectory, O_RDONLY | O_DIRECTORY);
+    if (!about(targetDirectory, [&] { return isMadeEmpty(targetDirectory); })) return ERROR_ACCESS_DENIED;
+    copyTo(store, targetDirectory);
     return ERROR_SUCCESS;
   });
 }
 
 LSTATUS restoreStore(const std::string& copyDirectory, const std::string& storeDirectory) {
   return guarded([&] {
-    if (!hasDataFile(copyDirectory)) return ERROR_FILE_NOT_FOUND;
-    std::string finding;
-    if (const LSTATUS state = verifyDirectory(copyDirectory, finding); state != 0) return state;
-    makeDirectory(storeDirectory);
-    if (isOpenHere(storeDirectory)) return ERROR_ACCESS_DENIED;
-    const SoleUse alone(storeDirectory);
-    replaceDataFile(copyDirectory, storeDirectory);
-    return ERROR_SUCCESS;
+    const LSTATUS state = about(copyDirectory, [&] { return checkCopy(copyDirectory); });
+    if (state != ERROR_SUCCESS) return state;
+    return about(storeDirectory, [&] {
+      makeDirectory(storeDirectory);
+      if (isOpenHere(storeDirectory)) return ERROR_ACCESS_DENIED;
+      const SoleUse alone(storeDirectory);
+      replaceDataFile(copyDirectory, storeDirectory);
+      return ERROR_SUCCESS;
+    });
   });
 }
 

@@ -9,6 +9,21 @@
 #include "platform/support/Utf.h"
 
 namespace registry {
+namespace {
+
+bool concernsTheStore(const Failure& failure) {
+  switch (failure.number()) {
+    case ERROR_DISK_FULL:
+    case ERROR_REGISTRY_CORRUPT:
+    case ERROR_REGISTRY_IO_FAILED:
+    case ERROR_NO_SYSTEM_RESOURCES:
+      return !failure.isReported();
+    default:
+      return false;
+  }
+}
+
+}  // namespace
 
 LSTATUS toRegistryNumber(int cause) {
   switch (cause) {
@@ -70,21 +85,24 @@ const char16_t* describe(LSTATUS number) {
   }
 }
 
+const char* reasonOf(const Failure& failure) {
+  return failure.cause() != 0 ? mdb_strerror(failure.cause()) : "found by its own checks";
+}
+
 void report(const Failure& failure) noexcept {
-  switch (failure.number()) {
-    case ERROR_DISK_FULL:
-    case ERROR_REGISTRY_CORRUPT:
-    case ERROR_REGISTRY_IO_FAILED:
-    case ERROR_NO_SYSTEM_RESOURCES:
-      break;
-    default:
-      return;
-  }
-  if (failure.isReported()) return;
+  if (!concernsTheStore(failure)) return;
   try {
-    const std::u16string where = support::toUtf16(storeDirectory());
-    const std::u16string cause =
-        support::toUtf16(failure.cause() != 0 ? mdb_strerror(failure.cause()) : "found by its own checks");
+    report(failure, storeDirectory(), reasonOf(failure));
+  } catch (const std::exception&) {
+    return;  // as below
+  }
+}
+
+void report(const Failure& failure, const std::string& directory, const std::string& reason) noexcept {
+  if (!concernsTheStore(failure)) return;
+  try {
+    const std::u16string where = support::toUtf16(directory);
+    const std::u16string cause = support::toUtf16(reason);
     _DbgSetLine(u"platform\\registry", __LINE__, u'E');
     _DbgOut(u"Registry store \"%s\" failed: %s (%ld, %s)", where.c_str(), describe(failure.number()),
             failure.number(), cause.c_str());

@@ -3,6 +3,7 @@
 
 #include <exception>
 #include <new>
+#include <string>
 
 #include "platform/registry/registry.h"
 
@@ -37,8 +38,12 @@ inline void check(int cause) {
 
 // What a number means to an operator.
 const char16_t* describe(LSTATUS number);
-// Writes the trace line for a failure that concerns the store and not the caller alone.
+// Why, in the words of the layer below where it knows.
+const char* reasonOf(const Failure& failure);
+// Writes the trace line for a failure that concerns the store in use and not the caller alone.
 void report(const Failure& failure) noexcept;
+// The same for the store in that directory.
+void report(const Failure& failure, const std::string& directory, const std::string& reason) noexcept;
 
 // Runs a registry function's body. Nothing escapes.
 template <class Body>

@@ -93,7 +93,10 @@ TEST_F(RegistryAdmin, ACopyMadeWhileOthersWriteIsAStore) {
   }
   m_store.use();
   EXPECT_EQ(registry::copyStore(m_store.beside("copy0")), ERROR_ACCESS_DENIED) << "it is not empty";
-  EXPECT_EQ(registry::copyStore(m_store.file() + "/below a file"), ERROR_REGISTRY_IO_FAILED);
+  const Capture trace;
+  const std::string target = m_store.file() + "/below a file";
+  EXPECT_EQ(registry::copyStore(target), ERROR_REGISTRY_IO_FAILED);
+  EXPECT_NE(trace.text().find('"' + target + "\" failed"), std::string::npos) << trace.text();
 }
 
 TEST_F(RegistryAdmin, RestoringPutsACopyBackAndKeepsTheOldFile) {

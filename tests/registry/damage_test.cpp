@@ -11,7 +11,9 @@
 #include "platform/registry/Store.h"
 #include "tests/registry/RegistryTest.h"
 
+using testing::AllOf;
 using testing::AnyOf;
+using testing::HasSubstr;
 
 namespace regtest {
 namespace {
@@ -267,7 +269,8 @@ TEST_F(RegistryDamage, AWrongByteInARecordIsNoticed) {
 TEST_F(RegistryDamage, ADamagedRecordIsTraced) {
   const std::size_t at = m_file.find(large(3).substr(0, 15));
   ASSERT_NE(at, std::string::npos);
-  registry::useStore(damagedDirectory(changed(at, 1)));
+  const std::string directory = damagedDirectory(changed(at, 1));
+  registry::useStore(directory);
   {
     const Key key = Key::open(HKEY_USERS, keyName(3));
     const Capture trace;
@@ -278,8 +281,10 @@ TEST_F(RegistryDamage, ADamagedRecordIsTraced) {
     std::string finding;
     EXPECT_EQ(registry::verifyStore(finding), ERROR_REGISTRY_CORRUPT);
     EXPECT_NE(finding.find("is damaged"), std::string::npos) << finding;
+    m_store.use();
+    EXPECT_EQ(registry::restoreStore(directory, m_store.beside("restored")), ERROR_REGISTRY_CORRUPT);
+    EXPECT_THAT(trace.lines.back(), AllOf(HasSubstr('"' + directory + "\" failed"), HasSubstr(finding)));
   }
-  m_store.use();
 }
 
 // LMDB has no check sums of its own pages, so a wrong byte in a page's head or in its table of entries may
