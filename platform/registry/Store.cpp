@@ -85,27 +85,32 @@ void registerForkHandlers() {
 
 void reportUnusable(const std::string& directory, const Failure& failure) {
   const std::u16string where = support::toUtf16(directory);
-  const std::u16string cause =
-      support::toUtf16(failure.cause() != 0 ? mdb_strerror(failure.cause()) : "found by its own checks");
+  const std::u16string cause = support::toUtf16(reasonOf(failure));
   _DbgSetLine(u"platform\\registry", __LINE__, u'E');
   _DbgOut(u"Registry store \"%s\" cannot be used: %s (%ld, %s)", where.c_str(), describe(failure.number()),
           failure.number(), cause.c_str());
 }
 
-// What a purge left, and why.
-void reportLeftKeys(const Store& store) {
+void reportDueKeys(const Store& store) {
+  if (!store.isPurgeDue()) return;
   const std::u16string where = support::toUtf16(store.directory());
-  if (store.isPurgeDue()) {
-    _DbgSetLine(u"platform\\registry", __LINE__, u'W');
-    _DbgOut(
-        u"Registry store \"%s\" keeps volatile keys of another boot until the disk lets a write remove them",
-        where.c_str());
-  }
-  if (store.damagedKeys() > 0) {
-    _DbgSetLine(u"platform\\registry", __LINE__, u'E');
-    _DbgOut(u"Registry store \"%s\" keeps %u volatile keys of another boot, which are damaged", where.c_str(),
-            store.damagedKeys());
-  }
+  _DbgSetLine(u"platform\\registry", __LINE__, u'W');
+  _DbgOut(u"Registry store \"%s\" keeps volatile keys of another boot until a write can remove them",
+          where.c_str());
+}
+
+void reportDamagedKeys(const Store& store, unsigned count) {
+  if (count == 0) return;
+  const std::u16string where = support::toUtf16(store.directory());
+  _DbgSetLine(u"platform\\registry", __LINE__, u'E');
+  _DbgOut(u"Registry store \"%s\" keeps %u volatile keys of another boot, which are damaged", where.c_str(),
+          count);
+}
+
+// What only hinders a purge for now.
+bool mayPass(const Failure& failure) {
+  return failure.number() == ERROR_DISK_FULL || failure.number() == ERROR_REGISTRY_IO_FAILED ||
+         failure.number() == ERROR_NO_SYSTEM_RESOURCES;
 }
 
 }  // namespace
@@ -192,39 +197,54 @@ FileIdentity Store::identity() const {
   return identify(fd);
 }
 
+// LMDB lets nobody in any more, not to read either, once it could not write a head of the file.
+bool Store::isGivenUp() const {
+  MDB_txn* txn = nullptr;
+  const int result = mdb_txn_begin(env(), nullptr, MDB_RDONLY, &txn);
+  const TxnPtr owner(txn);
+  return result == MDB_PANIC;
+}
+
 // A disk that takes nothing more shall not keep anybody from reading what is there.
 void Store::tryPurge() {
   try {
-    purgeVolatileKeys();
+    m_damagedKeys = purgeVolatileKeys();
   } catch (const Failure& failure) {
-    if (failure.number() != ERROR_DISK_FULL && failure.number() != ERROR_REGISTRY_IO_FAILED) throw;
+    if (!mayPass(failure) || isGivenUp()) throw;
     m_isPurgeDue.store(true, std::memory_order_release);
   }
 }
 
-void Store::purgeVolatileKeys() const {
+// How many damaged ones it left.
+unsigned Store::purgeVolatileKeys() const {
+  if (m_readOnly) return 0;
   const std::string boot = bootId();
-  if (m_readOnly || boot.empty()) return;  // who cannot tell the boot does not say that it is another one
+  if (boot.empty()) return 0;  // who cannot tell the boot does not say that it is another one
   {
     const TxnPtr txn = beginAtOnce(nullptr, MDB_RDONLY);
-    if (lastBoot(txn.get(), m_tables) == boot) return;
+    if (lastBoot(txn.get(), m_tables) == boot) return 0;
   }
   TxnPtr txn = beginAtOnce(nullptr, 0);
-  if (lastBoot(txn.get(), m_tables) == boot) return;
-  for (const std::uint64_t id : Tree(txn.get(), m_tables).volatileKeys()) purge(txn.get(), id);
+  if (lastBoot(txn.get(), m_tables) == boot) return 0;
+  unsigned damaged = 0;
+  for (const std::uint64_t id : Tree(txn.get(), m_tables).volatileKeys()) {
+    if (!purge(txn.get(), id)) ++damaged;
+  }
   setLastBoot(txn.get(), m_tables, boot);
   commit(std::move(txn));
+  return damaged;
 }
 
-// A damaged key is left where it is: the others are whole all the same.
-void Store::purge(MDB_txn* txn, std::uint64_t id) const {
+// False for a damaged key, which is left where it is: the others are whole all the same.
+bool Store::purge(MDB_txn* txn, std::uint64_t id) const {
   try {
     TxnPtr own = beginAtOnce(txn, 0);
     Tree(own.get(), m_tables).removeVolatileKey(id);
     check(mdb_txn_commit(own.release()));
+    return true;
   } catch (const Failure& failure) {
     if (failure.number() != ERROR_REGISTRY_CORRUPT && failure.number() != ERROR_KEY_DELETED) throw;
-    m_damagedKeys.fetch_add(1, std::memory_order_relaxed);
+    return false;
   }
 }
 
@@ -232,9 +252,9 @@ void Store::purge(MDB_txn* txn, std::uint64_t id) const {
 TxnPtr Store::begin(MDB_txn* parent, unsigned flags) const {
   const bool isOutermostWrite = parent == nullptr && (flags & MDB_RDONLY) == 0;
   if (isOutermostWrite && isPurgeDue()) {
-    purgeVolatileKeys();
+    const unsigned damaged = purgeVolatileKeys();
     m_isPurgeDue.store(false, std::memory_order_release);
-    reportLeftKeys(*this);
+    reportDamagedKeys(*this, damaged);
   }
   return beginAtOnce(parent, flags);
 }
@@ -290,7 +310,8 @@ std::shared_ptr<Store> currentStore() {
     failure.setReported();
     throw;
   }
-  reportLeftKeys(*opened);
+  reportDueKeys(*opened);
+  reportDamagedKeys(*opened, opened->damagedKeys());
   return opened;
 }
 

@@ -15,8 +15,8 @@ namespace registry {
 class Store {
 public:
   // Opens the store in a directory, or makes it where there is none. A process has one object for a data
-  // file, however often it asks. Throws Failure, with the reason in the trace, when what lies there is
-  // not a sound store.
+  // file, however often it asks. Throws Failure when what lies there is not a sound store;
+  // the trace is the caller's.
   static std::shared_ptr<Store> open(const std::string& directory);
 
   Store(const Store&) = delete;
@@ -30,17 +30,16 @@ public:
   const std::string& id() const { return m_id; }
 
   // Begins a transaction. Where the reader table is full, the places of dead readers are cleared for one
-  // more try. A write first removes the volatile keys that the disk would not let go at the opening. Throws
-  // Failure.
+  // more try. A write first removes the volatile keys that could not go at the opening. Throws Failure.
   TxnPtr begin(MDB_txn* parent, unsigned flags) const;
   // Frees the places of processes that died; how many there were.
   int clearDeadReaders() const;
   // Commits, durably where it is an outermost one. Throws Failure.
   void commit(TxnPtr txn) const;
-  // Whether volatile keys of another boot are still there for want of room.
+  // Whether volatile keys of another boot may still be there, to go before the first write.
   bool isPurgeDue() const { return m_isPurgeDue.load(std::memory_order_acquire); }
-  // How many of them could not be removed because they are damaged.
-  unsigned damagedKeys() const { return m_damagedKeys.load(std::memory_order_relaxed); }
+  // How many of them the opening could not remove because they are damaged.
+  unsigned damagedKeys() const { return m_damagedKeys; }
 
 private:
   explicit Store(std::string directory);
@@ -51,9 +50,10 @@ private:
   std::uint64_t neededLength() const;
   void checkAll() const;
   TxnPtr beginAtOnce(MDB_txn* parent, unsigned flags) const;
+  bool isGivenUp() const;
   void tryPurge();
-  void purgeVolatileKeys() const;
-  void purge(MDB_txn* txn, std::uint64_t id) const;
+  unsigned purgeVolatileKeys() const;
+  bool purge(MDB_txn* txn, std::uint64_t id) const;
 
   std::string m_directory;
   std::string m_id;
@@ -63,7 +63,7 @@ private:
   std::uint64_t m_process;
   mutable std::atomic<unsigned> m_commits{0};
   mutable std::atomic<bool> m_isPurgeDue{false};
-  mutable std::atomic<unsigned> m_damagedKeys{0};
+  unsigned m_damagedKeys = 0;
 };
 
 // The store that this process uses now, opened at the first call. Any thread. Throws Failure.

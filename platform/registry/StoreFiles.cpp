@@ -7,11 +7,12 @@
 #include <sys/statvfs.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
+#include <string_view>
 
 #include "platform/registry/Errors.h"
 #include "platform/registry/Lmdb.h"
@@ -183,10 +184,14 @@ void openToGroup(const std::string& directory) {
 }
 
 std::string bootId() {
-  std::ifstream file("/proc/sys/kernel/random/boot_id");
-  std::string id;
-  std::getline(file, id);
-  return id;
+  const int fd = ::open("/proc/sys/kernel/random/boot_id", O_RDONLY | O_CLOEXEC);
+  if (fd < 0 && toRegistryNumber(errno) == ERROR_NO_SYSTEM_RESOURCES) check(errno);
+  if (fd < 0) return {};
+  std::array<char, 64> text{};
+  const ssize_t size = ::read(fd, text.data(), text.size());
+  ::close(fd);
+  const std::string_view read(text.data(), size > 0 ? static_cast<std::size_t>(size) : 0);
+  return std::string(read.substr(0, read.find('\n')));
 }
 
 }  // namespace registry

@@ -63,6 +63,8 @@ void reserveLockFile(const std::string& directory, std::uint64_t size);
 // Lets the group in, as far as we may.
 void openToGroup(const std::string& directory);
 
+// Empty where the kernel does not tell it. Throws Failure where it cannot be asked now, for want of
+// descriptors.
 std::string bootId();
 
 }  // namespace registry

@@ -93,4 +93,28 @@ TEST(VolatileKeys, OnAFullDiskTheyGoWithTheFirstWriteThatFindsRoom) {
             "exit 0");
 }
 
+TEST(VolatileKeys, WhoCannotAskForTheBootLetsThemGoBeforeTheFirstWrite) {
+  const TempStore store;
+  EXPECT_EQ(inChild([&] {
+              if (Key::create(HKEY_USERS, u"gone", REG_OPTION_VOLATILE).status() != 0) return 1;
+              boot(store);
+              rlimit limit{};
+              ::getrlimit(RLIMIT_NOFILE, &limit);
+              const rlim_t all = limit.rlim_cur;
+              const auto allow = [&](rlim_t descriptors) {
+                limit.rlim_cur = descriptors;
+                return ::setrlimit(RLIMIT_NOFILE, &limit);
+              };
+              // The boot is asked for once the store's files are open, so with the fewest descriptors for
+              // those there is none left for that.
+              rlim_t few = 0;
+              do allow(++few);
+              while (getValue(HKEY_USERS, u"none").status != ERROR_FILE_NOT_FOUND && few < all);
+              if (RegistryTransaction().Status() != ERROR_NO_SYSTEM_RESOURCES) return 2;
+              if (allow(all) != 0 || RegistryTransaction().Status() != 0) return 3;
+              return Key::open(HKEY_USERS, u"gone").status() == ERROR_FILE_NOT_FOUND ? 0 : 4;
+            }),
+            "exit 0");
+}
+
 }  // namespace regtest
