@@ -1,10 +1,7 @@
 #include "tests/client/ClientTest.h"
 
-#include <stdlib.h>
-
 #include <map>
 
-#include "platform/registry/RegistryStore.h"
 #include "platform/support/Utf.h"
 
 void PrintTo(const UnicodeString& text, std::ostream* out) {
@@ -12,10 +9,6 @@ void PrintTo(const UnicodeString& text, std::ostream* out) {
 }
 
 ClientTest::ClientTest() {
-  std::string name = (std::filesystem::temp_directory_path() / "sps-client-XXXXXX").string();
-  if (!mkdtemp(name.data())) throw std::runtime_error("no temporary directory");
-  m_directory = name;
-  registry::useStore(name);
   m_sink = trace::addSink(
       [this](const trace::Line& line) {
         if (!line.source.starts_with(u"src\\")) return;
@@ -31,8 +24,6 @@ ClientTest::ClientTest() {
 
 ClientTest::~ClientTest() {
   trace::removeSink(m_sink);
-  registry::useStore("");
-  std::filesystem::remove_all(m_directory);
 }
 
 std::vector<std::string> ClientTest::Lines() {

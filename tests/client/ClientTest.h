@@ -3,7 +3,6 @@
 
 #include <gmock/gmock.h>
 
-#include <filesystem>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -11,6 +10,7 @@
 #include "platform/support/Trace.h"
 #include "src/RgNode.h"
 #include "src/spc.h"
+#include "tests/TempStore.h"
 
 void PrintTo(const UnicodeString& text, std::ostream* out);
 
@@ -25,7 +25,7 @@ protected:
   std::vector<std::string> Lines();
 
 private:
-  std::filesystem::path m_directory;
+  TempStore m_store;
   std::vector<std::string> m_lines;
   trace::SinkId m_sink;
 };

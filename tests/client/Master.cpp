@@ -3,6 +3,7 @@
 #include <stdlib.h>
 
 #include <algorithm>
+#include <stdexcept>
 
 #include "platform/support/DfsFormat.h"
 #include "platform/support/Utf.h"
@@ -55,25 +56,21 @@ std::string show(const ipc::Exchange& exchange) {
 }  // namespace
 
 Master::Master(Reach reach) {
-  std::string name = (std::filesystem::temp_directory_path() / "sps-master-XXXXXX").string();
-  if (!mkdtemp(name.data())) throw std::runtime_error("no temporary directory");
-  m_directory = name;
   ipc::Limits limits;
   limits.outputBytes = 1;  // what was sent before a connection breaks off is on its way by then
   m_server = std::make_unique<ipc::IpcServer>(limits, 1);
   m_server->addService(telegram::serviceNumber, *this);
   if (reach == Reach::Host) {
     MakeCertificate();
-    m_server->useTls({name + "/certificate", name + "/key", name + "/certificate"});
+    m_server->useTls({m_directory / "certificate", m_directory / "key", m_directory / "certificate"});
   }
-  m_server->listen(reach == Reach::Host ? "tls://127.0.0.2:0" : "unix:" + name + "/master");
+  m_server->listen(reach == Reach::Host ? "tls://127.0.0.2:0" : "unix:" + m_directory / "master");
   m_server->start();
 }
 
 Master::~Master() {
   Stop();
   for (const char* const variable : {"SPS_TLS_CERT", "SPS_TLS_KEY", "SPS_TLS_CA"}) ::unsetenv(variable);
-  std::filesystem::remove_all(m_directory);
 }
 
 // One that serves both ends and is its own authority.

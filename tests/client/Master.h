@@ -4,7 +4,6 @@
 
 #include <cstdint>
 #include <deque>
-#include <filesystem>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -13,6 +12,7 @@
 
 #include "platform/ipc/IpcServer.h"
 #include "src/SpSrvClntEx.h"
+#include "tests/TempDirectory.h"
 #include "tests/client/ClientTest.h"
 
 class Master : private ipc::Service {
@@ -47,7 +47,7 @@ private:
   void serve(std::shared_ptr<ipc::Exchange> exchange) override;
   void MakeCertificate();
 
-  std::filesystem::path m_directory;
+  TempDirectory m_directory;
   std::unique_ptr<ipc::IpcServer> m_server;
   std::mutex m_mutex;
   std::deque<Answer> m_answers;  // this and what follows under the mutex

@@ -10,11 +10,9 @@
 #include <cstdint>
 #include <cstdlib>
 #include <deque>
-#include <filesystem>
 #include <functional>
 #include <memory>
 #include <mutex>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -25,27 +23,11 @@
 #include "platform/ipc/IpcClient.h"
 #include "platform/ipc/IpcServer.h"
 #include "platform/support/Utf.h"
+#include "tests/TempDirectory.h"
 
 namespace ipctest {
 
 inline constexpr std::int32_t serviceNumber = 11;
-
-class TempDirectory {
-public:
-  TempDirectory() {
-    if (::mkdtemp(m_path.data()) == nullptr) throw std::runtime_error("mkdtemp");
-  }
-  ~TempDirectory() {
-    std::error_code ignored;
-    std::filesystem::remove_all(m_path, ignored);
-  }
-  TempDirectory(const TempDirectory&) = delete;
-  TempDirectory& operator=(const TempDirectory&) = delete;
-  std::string operator/(const std::string& name) const { return m_path + "/" + name; }
-
-private:
-  std::string m_path = (std::filesystem::temp_directory_path() / "ipc-XXXXXX").string();
-};
 
 // An environment variable for a scope.
 class Variable {

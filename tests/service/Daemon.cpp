@@ -14,6 +14,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
@@ -75,24 +76,14 @@ std::vector<std::string> childEnvironment(const std::string& notify, std::size_t
 
 }  // namespace
 
-TempDirectory::TempDirectory() {
-  std::string name = (fs::temp_directory_path() / "spsd-XXXXXX").string();
-  if (!::mkdtemp(name.data())) throw std::runtime_error("no temporary directory");
-  m_path = name;
-  fs::permissions(m_path, fs::perms(0755));
-}
-
-TempDirectory::~TempDirectory() {
-  std::error_code ignored;
-  fs::remove_all(m_path, ignored);
-}
-
 Daemon::Daemon(const TempDirectory& directory, std::string name)
-    : m_store(directory.Path(name + "-store")),
-      m_audit(directory.Path(name + ".jsonl")),
-      m_socket(directory.Path(name + ".sock")),
-      m_notify(directory.Path(name + ".notify")),
-      m_errors(directory.Path(name + ".err")) {}
+    : m_store(directory / (name + "-store")),
+      m_audit(directory / (name + ".jsonl")),
+      m_socket(directory / (name + ".sock")),
+      m_notify(directory / (name + ".notify")),
+      m_errors(directory / (name + ".err")) {
+  fs::permissions(directory.path(), fs::perms(0755));
+}
 
 Daemon::~Daemon() {
   if (m_process <= 0) return;

@@ -3,30 +3,17 @@
 
 #include <sys/types.h>
 
-#include <filesystem>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "src/SpSrvClntEx.h"
+#include "tests/TempDirectory.h"
 
 using Arguments = std::vector<std::string>;
 
-// A directory of the test's own, that every local user may enter.
-class TempDirectory {
-public:
-  TempDirectory();
-  ~TempDirectory();
-  TempDirectory(const TempDirectory&) = delete;
-  TempDirectory& operator=(const TempDirectory&) = delete;
-
-  std::string Path(const std::string& name) const { return (m_path / name).string(); }
-
-private:
-  std::filesystem::path m_path;
-};
-
-// A daemon with a store, a socket and an audit file in a directory. It is killed with the object.
+// A daemon with a store, a socket and an audit file in a directory, which every local user may then enter. It
+// is killed with the object.
 class Daemon {
 public:
   // Starts nothing.

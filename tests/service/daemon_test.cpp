@@ -97,7 +97,7 @@ class CertificateTest : public DaemonTest {
 protected:
   void Use(const std::string& certificate) {
     for (const char* const ending : {".pem", ".key"}) {
-      fs::copy_file(m_files + certificate + ending, m_directory.Path(std::string("own") + ending),
+      fs::copy_file(m_files + certificate + ending, m_directory / (std::string("own") + ending),
                     fs::copy_options::overwrite_existing);
     }
   }
@@ -120,8 +120,8 @@ TEST_F(CertificateTest, RenewedFilesAreTakenUpWithoutARestart) {
   ::setenv("SPS_TLS_KEY", (m_files + "client.key").c_str(), 1);
   ::setenv("SPS_TLS_CA", (m_files + "trusted.pem").c_str(), 1);
   Use("server-expired");
-  ASSERT_TRUE(m_daemon.Start({"--listen", "tls://localhost:0", "--tls-cert", m_directory.Path("own.pem"),
-                              "--tls-key", m_directory.Path("own.key"), "--tls-ca", m_files + "trusted.pem"}))
+  ASSERT_TRUE(m_daemon.Start({"--listen", "tls://localhost:0", "--tls-cert", m_directory / "own.pem",
+                              "--tls-key", m_directory / "own.key", "--tls-ca", m_files + "trusted.pem"}))
       << m_daemon.Errors();
   const auto before = m_daemon.Connect();
   EXPECT_EQ(Open(), ipc::expiredCertificate);
@@ -130,7 +130,7 @@ TEST_F(CertificateTest, RenewedFilesAreTakenUpWithoutARestart) {
   m_daemon.Signal(SIGHUP);
   AwaitOpen(0);
   // Files that are no good leave the daemon as it is.
-  fs::remove(m_directory.Path("own.key"));
+  fs::remove(m_directory / "own.key");
   m_daemon.Signal(SIGHUP);
   while (m_daemon.Errors().find("The TLS files can't be taken up anew: ") == std::string::npos) {
     std::this_thread::yield();
@@ -194,7 +194,7 @@ TEST_F(DaemonTest, SaysThatItCannotAccept) {
 }
 
 TEST_F(DaemonTest, KeepsTheLatestSnapshots) {
-  const fs::path kept = m_directory.Path("snapshots");
+  const fs::path kept = m_directory / "snapshots";
   fs::create_directories(kept / "snapshot-20200101T000000Z");
   fs::create_directories(kept / "snapshot-20200102T000000Z");
   fs::create_directories(kept / "snapshot-20190101T000000Z.mine");
@@ -213,7 +213,7 @@ TEST_F(DaemonTest, KeepsTheLatestSnapshots) {
   EXPECT_EQ(names[0], "snapshot-20190101T000000Z.mine");
   EXPECT_EQ(names[1], "snapshot-20200102T000000Z");
   EXPECT_EQ(names[3], "snapshot-before-the-move");
-  EXPECT_EQ(registry::restoreStore((kept / names[2]).string(), m_directory.Path("restored")), 0);
+  EXPECT_EQ(registry::restoreStore((kept / names[2]).string(), m_directory / "restored"), 0);
 }
 
 }  // namespace

@@ -14,8 +14,6 @@
 #include <iterator>
 #include <stdexcept>
 
-namespace fs = std::filesystem;
-
 namespace {
 
 struct Pipe {
@@ -79,20 +77,12 @@ void writeAll(int to, const std::string& text) {
 }  // namespace
 
 ToolTest::ToolTest() {
-  std::string name = (fs::temp_directory_path() / "sps-tool-XXXXXX").string();
-  if (::mkdtemp(name.data()) == nullptr) throw std::runtime_error("no temporary directory");
-  m_directory = name;
-  m_environment = {{"SPS_REGISTRY", Path("store").string()}, {"HOME", name}, {"TERM", "xterm"}};
+  m_environment = {{"SPS_REGISTRY", Path("store").string()}, {"HOME", m_directory.path()}, {"TERM", "xterm"}};
   // What the address sanitizer and its kin are told.
   for (const char* passed : {"ASAN_OPTIONS", "UBSAN_OPTIONS", "TSAN_OPTIONS", "LD_LIBRARY_PATH"}) {
     if (const char* value = std::getenv(passed)) m_environment[passed] = value;
   }
   std::signal(SIGPIPE, SIG_IGN);
-}
-
-ToolTest::~ToolTest() {
-  std::error_code ignored;
-  fs::remove_all(m_directory, ignored);
 }
 
 void ToolTest::Become(const Arguments& arguments) const {

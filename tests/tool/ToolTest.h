@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/TempDirectory.h"
 #include "tests/tool/Json.h"
 
 using Arguments = std::vector<std::string>;
@@ -23,7 +24,6 @@ struct RunResult {
 class ToolTest : public testing::Test {
 protected:
   ToolTest();
-  ~ToolTest() override;
 
   // Without a terminal.
   RunResult Run(const Arguments& arguments, const std::string& input = {});
@@ -53,7 +53,7 @@ protected:
 
 private:
   [[noreturn]] void Become(const Arguments& arguments) const;
-  std::filesystem::path m_directory;
+  TempDirectory m_directory;
 };
 
 // Fails with what the run wrote.
