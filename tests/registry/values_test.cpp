@@ -206,4 +206,41 @@ TEST(RegistryGlanceTest, AnOldHandleIsNeverTheNewKeys) {
   }
 }
 
+// Many more parents than a thread's memory of them begins with, some of which were made anew elsewhere.
+TEST(RegistryGlanceTest, KeysAreFoundBelowTheParentThatIsThereNow) {
+  const TempStore store;
+  constexpr int parents = 2000;
+  const RegistryName name(u"v");
+  const auto pathOf = [](int number) { return digits(number) + u"\\Child"; };
+  const auto make = [&pathOf](int number, const std::string& data) {
+    EXPECT_EQ(setValue(Key::create(HKEY_USERS, pathOf(number)), u"v", data), 0);
+  };
+  const auto look = [&name](const std::u16string& path) {
+    const RegistryView view;
+    RegistryGlance key(HKEY_USERS, path);
+    RegistryGlance::Value value;
+    return key.Find(name, value) ? std::string(value.bytes) : std::string("none");
+  };
+  {
+    RegistryTransaction transaction;
+    for (int number = 0; number < parents; ++number) make(number, std::to_string(number));
+    ASSERT_EQ(transaction.Commit(), 0);
+  }
+  for (int round = 0; round < 2; ++round) {
+    for (int number = 0; number < parents; ++number) {
+      ASSERT_EQ(look(pathOf(number)), std::to_string(number));
+      ASSERT_EQ(look(pathOf(number) + u"ren"), "none");
+    }
+  }
+  for (const int number : {0, 999}) {
+    inThread([&] {
+      EXPECT_EQ(RegDeleteKeyW(HKEY_USERS, pathOf(number).c_str()), 0);
+      EXPECT_EQ(RegDeleteKeyW(HKEY_USERS, pathOf(number).substr(0, pathOf(number).find(u'\\')).c_str()), 0);
+    });
+    EXPECT_EQ(look(pathOf(number)), "none");
+    inThread([&] { make(number, "new"); });
+    EXPECT_EQ(look(pathOf(number)), "new");
+  }
+}
+
 }  // namespace regtest
