@@ -23,13 +23,13 @@ Claim takeClaim(Fields& fields, bool withApplication) {
 // What the telegrams that name a node by its path have in common.
 class NodeChange : public Change {
 public:
-  Code Apply(Tree& tree) final {
+  Code Check(Tree& tree, Node& node) final {
     if (!m_complete) return badTelegram;
     auto path = tree.Within(m_named);
     if (!path) return outsideTree;
     deed.path = *path;
     replies.Clear();
-    return ApplyTo(std::move(*path));
+    return CheckAt(std::move(*path), node);
   }
 
 protected:
@@ -37,7 +37,7 @@ protected:
   void EndFields(const Fields& fields) { m_complete = fields.IsComplete(); }
 
 private:
-  virtual Code ApplyTo(UnicodeString path) = 0;
+  virtual Code CheckAt(UnicodeString path, Node& node) = 0;
 
   UnicodeString m_named;
   bool m_complete = false;
@@ -56,16 +56,17 @@ public:
     EndFields(fields);
   }
 
-  Code Apply(Tree& tree) override {
+  Code Check(Tree& tree, Node& node) override {
     deed.path = tree.PathOf(m_name.topic, m_name.par);
     if (!m_complete) return badTelegram;
-    Node node;
     if (const Code code = tree.OpenParameter(node, deed.path); code != accepted) return code;
     deed.mayShow = !isScrambled(node);
-    if (const Code code = Check(node); code != accepted) {
-      tree.Report(code, deed.path);
-      return code;
-    }
+    const Code code = CheckValue(node);
+    if (code != accepted) tree.Report(code, deed.path);
+    return code;
+  }
+
+  Code Make(Tree& tree, Node& /*node*/) override {
     tree.Select(m_overrides);
     const Code code = findForm(deed.letter)->write(tree, m_name, *deed.value);
     if (code == accepted) deed.property = tree.GetUpdPropName();
@@ -75,7 +76,7 @@ public:
 private:
   void EndFields(const Fields& fields) { m_complete = fields.IsComplete(); }
 
-  Code Check(Node& node) const {
+  Code CheckValue(Node& node) const {
     if (node.Has(Spc::m_pREADONLY)) return isReadOnly;
     const Form* const form = findForm(deed.letter);
     if (!form || !form->write) return typeUnknown;
@@ -98,14 +99,15 @@ public:
     EndFields(fields);
   }
 
-private:
-  Code ApplyTo(UnicodeString path) override {
-    Node node;
-    if (!node.Init(std::move(path), true, false)) return node.GetRetCode();
+  Code Make(Tree& /*tree*/, Node& node) override {
+    if (!node.Init(deed.path, true, false)) return node.GetRetCode();
     const std::int16_t existed = node.IsNodeCreated() ? 0 : 1;
     replies.Add(0, [existed](DfsBin& reply) { telegram::add(reply, key::chkExist, existed); });
     return accepted;
   }
+
+private:
+  Code CheckAt(UnicodeString /*path*/, Node& /*node*/) override { return accepted; }
 };
 
 bool hasReadOnly(const UnicodeString& path) {
@@ -128,15 +130,17 @@ public:
     EndFields(fields);
   }
 
-private:
-  Code ApplyTo(UnicodeString path) override {
-    if (m_child.IsEmpty() || m_child.Find(u'\\') >= 0) return badTelegram;
-    Node node;
-    deed.path = path + u"\\" + m_child;
-    if (!node.Init(std::move(path), false, false)) return node.GetRetCode();
-    if (hasReadOnly(deed.path)) return isReadOnly;
+  Code Make(Tree& /*tree*/, Node& node) override {
     node.DelSubTree(m_child);
     return node.GetRetCode();
+  }
+
+private:
+  Code CheckAt(UnicodeString path, Node& node) override {
+    if (m_child.IsEmpty() || m_child.Find(u'\\') >= 0) return badTelegram;
+    deed.path = path + u"\\" + m_child;
+    if (!node.Init(std::move(path), false, false)) return node.GetRetCode();
+    return hasReadOnly(deed.path) ? isReadOnly : accepted;
   }
 
   UnicodeString m_child;
@@ -160,22 +164,24 @@ public:
     EndFields(fields);
   }
 
+  Code Make(Tree& /*tree*/, Node& node) override {
+    const auto size = static_cast<std::uint32_t>(deed.value->size());
+    const std::uint32_t type =
+        partOf(deed.property) == Part::Letter ? REG_BINARY : findForm(m_letter)->registryType;
+    return node.SetValue(deed.property, deed.value->data(), size, type) ? accepted : node.GetRetCode();
+  }
+
 private:
-  Code ApplyTo(UnicodeString path) override {
-    Node node;
+  Code CheckAt(UnicodeString path, Node& node) override {
     if (!node.Init(std::move(path), false, false)) {
       return node.GetRetCode() == nodeMissing && m_isReplicated ? parameterMissing : node.GetRetCode();
     }
     deed.mayShow = !isScrambled(node);
     const Form* const form = findForm(m_letter);
-    if (!form) return typeUnknown;
-    if (const Code code = Check(node, *form); code != accepted) return code;
-    const auto size = static_cast<std::uint32_t>(deed.value->size());
-    const std::uint32_t type = partOf(deed.property) == Part::Letter ? REG_BINARY : form->registryType;
-    return node.SetValue(deed.property, deed.value->data(), size, type) ? accepted : node.GetRetCode();
+    return form ? CheckValue(node, *form) : typeUnknown;
   }
 
-  Code Check(Node& node, const Form& form) const {
+  Code CheckValue(Node& node, const Form& form) const {
     if (node.Has(Spc::m_pREADONLY)) return isReadOnly;
     if (deed.property.IsEmpty()) return badTelegram;
     const std::uint16_t declared = node.TypeLetter();
@@ -207,14 +213,16 @@ public:
     EndFields(fields);
   }
 
+  Code Make(Tree& /*tree*/, Node& node) override {
+    return node.DelValue(deed.property) ? accepted : node.GetRetCode();
+  }
+
 private:
-  Code ApplyTo(UnicodeString path) override {
+  Code CheckAt(UnicodeString path, Node& node) override {
     if (deed.property.IsEmpty()) return badTelegram;
-    Node node;
     if (!node.Init(std::move(path), false, false)) return node.GetRetCode();
     const bool isMark = isNamed(deed.property, Spc::m_pREADONLY);
-    if (node.Has(Spc::m_pREADONLY) && !(isMark && byAdministrator)) return isReadOnly;
-    return node.DelValue(deed.property) ? accepted : node.GetRetCode();
+    return node.Has(Spc::m_pREADONLY) && !(isMark && byAdministrator) ? isReadOnly : accepted;
   }
 };
 
@@ -224,8 +232,12 @@ public:
 
   bool IsLarge() const override { return true; }
 
-  Code Apply(Tree& tree) override {
+  Code Check(Tree& tree, Node& /*node*/) override {
     deed.path = tree.GetRootName();
+    return accepted;
+  }
+
+  Code Make(Tree& tree, Node& /*node*/) override {
     const regtext::ImportResult result =
         regtext::importText(m_text, {.within = std::u16string(tree.GetRootName().View())});
     if (!result.Done()) return Refuse(result);

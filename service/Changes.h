@@ -10,7 +10,7 @@
 
 namespace service {
 
-// One change. It is applied inside a transaction, which keeps what it did only if it gives 0.
+// One change, in two steps inside one transaction: what refuses it by what the tree holds, and the writing.
 class Change {
 public:
   Change() = default;
@@ -18,18 +18,21 @@ public:
   Change& operator=(const Change&) = delete;
   virtual ~Change() = default;
 
-  // May run again where a transaction could not be kept, and then begins anew.
-  virtual Code Apply(Tree& tree) = 0;
+  // 0, or why it must not be. Writes nothing. The node is left open for the second step, where there is one
+  // that the change is about. Both may run again where a transaction could not be kept, and then begin anew.
+  virtual Code Check(Tree& tree, Node& node) = 0;
+  // May have written part of it where it gives a code.
+  virtual Code Make(Tree& tree, Node& node) = 0;
   // One that takes so long that no other shall wait for its commit, or fail with it.
   virtual bool IsLarge() const { return false; }
 
   Deed deed;
   bool byAdministrator = false;
-  Replies replies;  // filled by Apply
+  Replies replies;  // filled by Make
 };
 
 // Makes the change that a telegram asks for. One whose telegram is incomplete or makes no sense refuses
-// (87) when it is applied, so that it is audited like any other. Null for a request that changes nothing by
+// (87) when it is checked, so that it is audited like any other. Null for a request that changes nothing by
 // itself: the reads and the pieces of an import.
 std::unique_ptr<Change> makeChange(telegram::Request request, View telegram);
 

@@ -97,13 +97,25 @@ void Writer::Process(std::span<Pending> group) {
   for (Pending& pending : group) Answer(pending);
 }
 
-// Applies and commits a group, and leaves each verdict. The result is that of the commit.
+// Applies and commits a group, and leaves each verdict. The result is that of the commit. An inner
+// transaction costs as much as a change itself, and what is refused is so before it writes, but for a store
+// that fails and the like. So the group is applied without first.
 Code Writer::Keep(std::span<Pending> group) {
+  if (const auto status = KeepAll(group, Inner::None)) return *status;
+  return KeepAll(group, Inner::Each).value_or(noMemory);
+}
+
+// Nothing where a change failed that may have written, and the others must not be kept with it.
+std::optional<Code> Writer::KeepAll(std::span<Pending> group, Inner inner) {
   RegistryTransaction transaction;
   Code status = transaction.Status();
   bool isChanged = false;
   for (Pending& pending : group) {
-    pending.verdict = status != accepted ? status : Apply(*pending.change);
+    if (status != accepted) {
+      pending.verdict = status;
+    } else if (!Apply(pending, inner) && group.size() > 1) {
+      return std::nullopt;
+    }
     isChanged = isChanged || pending.verdict == accepted;
   }
   if (!isChanged) return status;
@@ -114,17 +126,24 @@ Code Writer::Keep(std::span<Pending> group) {
   return status;
 }
 
-Code Writer::Apply(Change& change) {
+// False where it failed and may have left something in the transaction of the group.
+bool Writer::Apply(Pending& pending, Inner inner) {
+  Code& verdict = pending.verdict;
   try {
-    RegistryTransaction own;
-    if (own.Status() != accepted) return own.Status();
-    const Code code = change.Apply(m_tree);
-    return code == accepted ? own.Commit() : code;
+    std::optional<RegistryTransaction> own;
+    if (inner == Inner::Each) own.emplace();
+    Node node;
+    verdict = own ? own->Status() : accepted;
+    if (verdict == accepted) verdict = pending.change->Check(m_tree, node);
+    if (verdict != accepted) return true;
+    verdict = pending.change->Make(m_tree, node);
+    if (verdict == accepted && own) verdict = own->Commit();
   } catch (const std::exception& problem) {
     _DbgSetLine(u"service\\Writer", __LINE__, u'E');
     _DbgOut(u"A change failed: %s", UnicodeString(problem.what()));
-    return noMemory;
+    verdict = noMemory;
   }
+  return verdict == accepted || inner == Inner::Each;
 }
 
 void Writer::Record(std::span<Pending> group) {

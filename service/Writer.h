@@ -5,6 +5,7 @@
 #include <condition_variable>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <span>
 #include <thread>
 #include <vector>
@@ -21,9 +22,9 @@ struct Pending {
   Code verdict = accepted;
 };
 
-// Takes what has come together, at most a group, through the stages of a write: apply each change inside
-// its own inner transaction, commit the group, append to the trail, answer. A change is answered only when
-// it is on disk and in the trail; one that is refused leaves nothing of itself and does not touch the others.
+// Takes what has come together, at most a group, through the stages of a write: apply each change, commit the
+// group, append to the trail, answer. A change is answered only when it is on disk and in the trail; one that
+// is refused leaves nothing of itself and does not touch the others.
 // Whoever is to learn of changes that are kept (a replication) hears of them between commit and answer.
 class Writer {
 public:
@@ -47,7 +48,9 @@ private:
   void Gather(std::unique_lock<std::mutex>& lock);
   void Process(std::span<Pending> group);
   Code Keep(std::span<Pending> group);
-  Code Apply(Change& change);
+  enum class Inner : std::uint8_t { None, Each };  // transactions, inside that of the group
+  std::optional<Code> KeepAll(std::span<Pending> group, Inner inner);
+  bool Apply(Pending& pending, Inner inner);
   void Record(std::span<Pending> group);
   static void Answer(Pending& pending);
 

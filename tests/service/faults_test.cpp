@@ -11,15 +11,20 @@
 #include <condition_variable>
 #include <csignal>
 #include <cstdlib>
+#include <future>
+#include <latch>
 #include <map>
 #include <mutex>
+#include <new>
 #include <random>
 #include <thread>
 
 #include "platform/ipc/Errors.h"
 #include "platform/ipc/Frame.h"
 #include "platform/ipc/IpcClient.h"
+#include "platform/registry/RegistryStore.h"
 #include "platform/support/Utf.h"
+#include "service/Writer.h"
 #include "src/telegrams.h"
 #include "tests/service/ServiceTest.h"
 
@@ -70,6 +75,91 @@ private:
   std::condition_variable m_moved;
   int m_acknowledged = 0;
 };
+
+// A request whose verdict the test waits for.
+class Asked : public ipc::Exchange {
+public:
+  explicit Asked(std::promise<std::int32_t>& verdict) : m_verdict(verdict) {}
+  const ipc::Peer& peer() const override { return m_peer; }
+  ipc::SessionId session() const override { return 0; }
+  std::int32_t number() const override { return 0; }
+  std::int32_t value() const override { return 0; }
+  std::span<const std::uint8_t> data() const override { return {}; }
+  void accept() override { m_verdict.set_value(0); }
+  void accept(std::span<const std::uint8_t> /*reply*/) override { accept(); }
+  void accept(std::vector<ipc::Bytes> /*replies*/) override { accept(); }
+  void acceptEach(NextReply /*next*/) override { accept(); }
+  void reject(std::int32_t code) override { m_verdict.set_value(code); }
+
+private:
+  std::promise<std::int32_t>& m_verdict;
+  ipc::Peer m_peer;
+};
+
+// Counts its node up, and may fail behind that.
+class CountUp : public service::Change {
+public:
+  CountUp(const UnicodeString& path, std::int32_t outcome) : m_outcome(outcome) { deed.path = path; }
+  service::Code Check(service::Tree& /*tree*/, service::Node& /*node*/) override { return 0; }
+  service::Code Make(service::Tree& /*tree*/, service::Node& node) override {
+    std::int32_t count = 0;
+    node.Init(deed.path, true, false);
+    node.GetValue(u"count", count);
+    node.SetValue(u"count", count + 1);
+    if (m_outcome == outOfMemory) throw std::bad_alloc();
+    return m_outcome;
+  }
+  static constexpr std::int32_t outOfMemory = 8;
+
+private:
+  std::int32_t m_outcome;
+};
+
+// Keeps the writer until the others have come.
+class Hold : public service::Change {
+public:
+  explicit Hold(std::latch& end) : m_end(end) {}
+  service::Code Check(service::Tree& /*tree*/, service::Node& /*node*/) override {
+    m_end.wait();
+    return service::accessDenied;
+  }
+  service::Code Make(service::Tree& /*tree*/, service::Node& /*node*/) override { return 0; }
+
+private:
+  std::latch& m_end;
+};
+
+TEST(GroupFaultsTest, AChangeThatFailsHalfWayTakesNoOtherWithItAndLeavesNothing) {
+  const TempDirectory directory;
+  registry::useStore(directory.Path("store"));
+  const std::int32_t outcomes[] = {0, 87, 0, CountUp::outOfMemory, 0};
+  std::array<std::promise<std::int32_t>, std::size(outcomes) + 1> verdicts;
+  const auto pathAt = [](std::size_t index) {
+    return root + u"\\N" + UnicodeString(static_cast<std::int32_t>(index));
+  };
+  service::AuditLog audit("");
+  {
+    service::Writer writer(u"Default", audit);
+    std::latch arrived(1);
+    service::Pending hold{std::make_unique<Hold>(arrived), std::make_shared<Asked>(verdicts.back())};
+    EXPECT_TRUE(writer.Submit(hold));
+    for (std::size_t index = 0; index < std::size(outcomes); ++index) {
+      service::Pending next{std::make_unique<CountUp>(pathAt(index), outcomes[index]),
+                            std::make_shared<Asked>(verdicts[index])};
+      EXPECT_TRUE(writer.Submit(next));
+    }
+    arrived.count_down();
+  }
+  for (std::size_t index = 0; index < std::size(outcomes); ++index) {
+    EXPECT_EQ(verdicts[index].get_future().get(), outcomes[index]);
+    service::Node node;
+    std::int32_t count = 0;
+    const bool isThere = node.Init(pathAt(index), false, false) && node.GetValue(u"count", count);
+    EXPECT_EQ(isThere, outcomes[index] == 0) << index;
+    EXPECT_EQ(count, isThere ? 1 : 0) << index;
+  }
+  registry::useStore("");
+}
 
 class FaultsTest : public ServiceTest {
 protected:
