@@ -66,9 +66,9 @@ public:
     return code;
   }
 
-  Code Make(Tree& tree, Node& /*node*/) override {
+  Code Make(Tree& tree, Node& node) override {
     tree.Select(m_overrides);
-    const Code code = findForm(deed.letter)->write(tree, m_name, *deed.value);
+    const Code code = findForm(deed.letter)->write(tree, node, *deed.value);
     if (code == accepted) deed.property = tree.GetUpdPropName();
     return code;
   }

@@ -50,27 +50,19 @@ Code readForm(Tree& tree, const ParameterName& name, std::int32_t noErrMsg, Byte
   return accepted;
 }
 
-// The bytes are known to fit. Code 14, a notice that the override value is new, is no refusal.
+// The bytes are known to fit.
 template <class Value>
-Code writeForm(Tree& tree, const ParameterName& name, View value) {
-  std::uint32_t code = 0;
-  bool done = false;
+Code writeForm(Tree& tree, Node& node, View value) {
   if constexpr (std::same_as<Value, UnicodeString>) {
     std::u16string text(value.size() / 2 - 1, u'\0');
     std::memcpy(text.data(), value.data(), text.size() * sizeof(char16_t));
-    done = tree.SetPar(name.topic, name.par, UnicodeString(std::move(text)), &code);
-  } else if constexpr (std::same_as<Value, bool>) {
-    done = tree.SetPar(name.topic, name.par, value[0] != 0, &code);
+    return tree.Write(node, client::TextForm(UnicodeString(std::move(text))));
   } else {
     Value number{};
     std::memcpy(&number, value.data(), sizeof number);
-    if constexpr (std::same_as<Value, std::int64_t>) {
-      done = tree.SetPar(name.topic, name.par, &number, &code);
-    } else {
-      done = tree.SetPar(name.topic, name.par, number, &code);
-    }
+    client::normalise(number);
+    return tree.Write(node, client::WrittenNumber(number));
   }
-  return done ? accepted : static_cast<Code>(code);
 }
 
 template <class Value>

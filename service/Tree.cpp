@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "src/spcForms.h"
+
 namespace service {
 namespace {
 
@@ -70,6 +72,13 @@ Code Tree::OpenParameter(Node& node, const UnicodeString& path) {
   const Code code = node.GetRetCode() == nodeMissing ? parameterMissing : node.GetRetCode();
   Report(code, path);
   return code;
+}
+
+// Code 14, a notice that the override value is new, is no refusal.
+Code Tree::Write(Node& node, const client::WriteForm& form) {
+  std::uint32_t code = 0;
+  const bool done = IsValidDataType(node, nullptr, form.letter, code, 0) && WriteLocal(node, form, code);
+  return done ? accepted : static_cast<Code>(code);
 }
 
 void Tree::Report(Code code, const UnicodeString& name) {

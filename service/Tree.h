@@ -65,6 +65,9 @@ public:
   // refusal is traced.
   Code OpenParameter(Node& node, const UnicodeString& path);
 
+  // Writes the value of a parameter that applies to the names selected, as SetPar does.
+  Code Write(Node& node, const client::WriteForm& form);
+
   // Traces a refusal as the library traces its own.
   void Report(Code code, const UnicodeString& name);
 

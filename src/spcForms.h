@@ -128,6 +128,38 @@ protected:
   ~WriteForm() = default;
 };
 
+// These refer to the value that they are made of.
+class TextForm : public WriteForm {
+public:
+  explicit TextForm(const UnicodeString& value)
+      : WriteForm(letterOf<UnicodeString>, static_cast<const char16_t*>(value),
+                  (static_cast<std::uint32_t>(value.GetLength()) + 1) * sizeof(char16_t)),
+        m_value(value) {}
+  bool Probe(RgNode& node, const char16_t* name) const override {
+    UnicodeString scratch;
+    return node.GetValue(name, scratch);
+  }
+  bool Write(RgNode& node, const char16_t* name) const override { return node.SetValue(name, m_value); }
+
+private:
+  const UnicodeString& m_value;
+};
+
+template <class Value>
+class WrittenNumber : public WriteForm {
+public:
+  explicit WrittenNumber(const Value& value)
+      : WriteForm(letterOf<Value>, &value, sizeof value), m_value(value) {}
+  bool Probe(RgNode& node, const char16_t* name) const override {
+    Value scratch{};
+    return readStored(node, name, scratch);
+  }
+  bool Write(RgNode& node, const char16_t* name) const override { return writeStored(node, name, m_value); }
+
+private:
+  const Value& m_value;
+};
+
 // What GetOverrideName says of a parameter that has no override, or one that does not apply to the object:
 // its plain value counts.
 inline bool hasNoOverride(std::int32_t code) {
