@@ -25,25 +25,37 @@ constexpr std::size_t mostWaiting = 4U << 20U;  // bytes
 constexpr std::size_t longestPath = 4096;
 constexpr std::size_t longestText = 512;
 
-// A second in letters, which many lines have in common.
-struct SecondText {
-  explicit SecondText(std::time_t time) : second(time) {
+// A time in letters. Many lines have the second in common, which costs more than all else of it.
+class TimeText {
+public:
+  std::string_view At(std::chrono::system_clock::time_point time) {
+    const auto milli = std::chrono::time_point_cast<std::chrono::milliseconds>(time).time_since_epoch();
+    const auto second = std::chrono::floor<std::chrono::seconds>(milli);
+    if (m_second != second.count()) Set(second.count());
+    auto rest = static_cast<unsigned>((milli - second).count());
+    for (std::size_t at = m_text.size() - 2; at > m_text.size() - 5; --at, rest /= 10) {
+      m_text[at] = static_cast<char>('0' + rest % 10);
+    }
+    return {m_text.data(), m_text.size()};
+  }
+
+private:
+  void Set(std::time_t second) {
     std::tm parts{};
     ::gmtime_r(&second, &parts);
-    text.resize(std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%S", &parts));
+    std::array<char, 32> text{};
+    std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%S.000Z", &parts);
+    std::copy_n(text.begin(), m_text.size(), m_text.begin());
+    m_second = second;
   }
-  std::time_t second;
-  std::string text = std::string(32, '\0');
+
+  std::time_t m_second = -1;
+  std::array<char, 24> m_text{};
 };
 
-std::string timeNow() {
-  using std::chrono::system_clock;
-  const auto now = std::chrono::time_point_cast<std::chrono::milliseconds>(system_clock::now());
-  const std::time_t second = system_clock::to_time_t(now);
-  thread_local SecondText last(second);
-  if (last.second != second) last = SecondText(second);
-  const std::string milli = std::to_string(1000 + now.time_since_epoch().count() % 1000);
-  return last.text + "." + milli.substr(1) + "Z";
+std::string_view timeNow() {
+  thread_local TimeText text;
+  return text.At(std::chrono::system_clock::now());
 }
 
 const char* kindName(ipc::Peer::Kind kind) {

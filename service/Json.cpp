@@ -1,6 +1,8 @@
 #include "service/Json.h"
 
 #include <algorithm>
+#include <array>
+#include <charconv>
 
 #include "platform/support/Utf.h"
 
@@ -30,19 +32,11 @@ bool isPlain(Char c) {
   return c >= 0x20 && c < 0x7F && c != '"' && c != '\\';
 }
 
-template <class Char>
-std::size_t plainLength(std::basic_string_view<Char> text) {
-  return static_cast<std::size_t>(std::find_if_not(text.begin(), text.end(), isPlain<Char>) - text.begin());
-}
-
 // Appends the first character, and takes it off the text.
 void appendOther(std::string& line, std::u16string_view& text) {
   const char16_t c = text.front();
   std::size_t length = 1;
-  if (c == u'"' || c == u'\\') {
-    line += '\\';
-    line += static_cast<char>(c);
-  } else if (isHigh(c) && text.size() > 1 && isLow(text[1])) {
+  if (isHigh(c) && text.size() > 1 && isLow(text[1])) {
     length = 2;
     line += support::toUtf8(text.substr(0, 2));
   } else if (isHidden(c)) {
@@ -53,26 +47,41 @@ void appendOther(std::string& line, std::u16string_view& text) {
   text.remove_prefix(length);
 }
 
+// Appends what the text begins with that stands in a line as it is, or behind a backslash, and takes it off.
+// False where that is nothing.
+bool appendPlain(std::string& line, std::u16string_view& text) {
+  constexpr std::size_t most = 256;
+  std::size_t end = line.size();
+  line.resize(end + 2 * std::min(text.size(), most));
+  std::size_t taken = 0;
+  for (const char16_t c : text.substr(0, most)) {
+    const bool isMarked = c == u'"' || c == u'\\';
+    if (!isMarked && !isPlain(c)) break;
+    if (isMarked) line[end++] = '\\';
+    line[end++] = static_cast<char>(c);
+    ++taken;
+  }
+  line.resize(end);
+  text.remove_prefix(taken);
+  return taken > 0;
+}
+
 void appendText(std::string& line, std::u16string_view text) {
   while (!text.empty()) {
-    const std::size_t plain = plainLength(text);
-    const std::size_t end = line.size();
-    line.resize(end + plain);
-    std::transform(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(plain),
-                   line.begin() + static_cast<std::ptrdiff_t>(end),
-                   [](char16_t c) { return static_cast<char>(c); });
-    text.remove_prefix(plain);
-    if (!text.empty()) appendOther(line, text);
+    if (!appendPlain(line, text)) appendOther(line, text);
   }
 }
 
 }  // namespace
 
+JsonLine::JsonLine() {
+  constexpr std::size_t usualLength = 512;
+  m_line.reserve(usualLength);
+}
+
 void JsonLine::Name(std::string_view name) {
-  if (m_line.back() != '{') m_line += ',';
-  m_line += '"';
-  m_line += name;
-  m_line += "\":";
+  const bool isFirst = m_line.back() == '{';
+  m_line.append(isFirst ? "\"" : ",\"").append(name).append("\":");
 }
 
 JsonLine& JsonLine::Text(std::string_view name, std::u16string_view text) {
@@ -84,7 +93,8 @@ JsonLine& JsonLine::Text(std::string_view name, std::u16string_view text) {
 }
 
 JsonLine& JsonLine::Text(std::string_view name, std::string_view text) {
-  if (plainLength(text) != text.size()) return Text(name, std::u16string_view(support::toUtf16(text)));
+  if (!std::ranges::all_of(text, isPlain<char>))
+    return Text(name, std::u16string_view(support::toUtf16(text)));
   Name(name);
   m_line += '"';
   m_line += text;
@@ -93,7 +103,9 @@ JsonLine& JsonLine::Text(std::string_view name, std::string_view text) {
 }
 
 JsonLine& JsonLine::Number(std::string_view name, std::int64_t number) {
-  return Raw(name, std::to_string(number));
+  std::array<char, 24> text{};
+  const auto [end, error] = std::to_chars(text.data(), text.data() + text.size(), number);
+  return Raw(name, {text.data(), static_cast<std::size_t>(end - text.data())});
 }
 
 JsonLine& JsonLine::Raw(std::string_view name, std::string_view json) {

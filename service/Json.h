@@ -11,6 +11,8 @@ namespace service {
 // without their partner come out as \uXXXX, so a line stays one line and its bytes are valid UTF-8.
 class JsonLine {
 public:
+  JsonLine();
+
   JsonLine& Text(std::string_view name, std::u16string_view text);
   // The text is taken as UTF-8.
   JsonLine& Text(std::string_view name, std::string_view text);
