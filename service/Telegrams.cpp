@@ -82,6 +82,7 @@ Code Replies::Provide(std::size_t bytes) {
 }
 
 void accept(ipc::Exchange& exchange, Replies replies) {
+  if (replies.Count() == 0) return exchange.accept();
   exchange.acceptEach([replies = std::move(replies), at = std::size_t{0}](Bytes& reply) mutable {
     if (at == replies.Count()) return false;
     const View next = replies.At(at++);

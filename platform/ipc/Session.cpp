@@ -172,7 +172,7 @@ void Session::serve(const Frame& frame) {
   m_phase = Phase::Serving;
   m_requestId = frame.id;
   const auto service = m_state->services.find(frame.service);
-  if (service == m_state->services.end()) return reject(frame.id, unknownService);
+  if (service == m_state->services.end()) return answer(frame.id, unknownService);
   m_used.insert(service->second);
   const auto exchange = std::make_shared<SessionExchange>(shared_from_this(), frame);
   try {

@@ -44,7 +44,7 @@ public:
   // The answers to the request of that number.
   void accept(std::uint32_t requestId, std::span<const std::uint8_t> reply);
   void acceptEach(std::uint32_t requestId, Exchange::NextReply next);
-  void reject(std::uint32_t requestId, std::int32_t code);  // the client's error
+  void answer(std::uint32_t requestId, std::int32_t code);  // the verdict alone: 0, or the client's error
 
 private:
   enum class Phase : std::uint8_t {

@@ -59,7 +59,8 @@ void SessionExchange::run(Task&& task) {
 }
 
 void SessionExchange::accept() {
-  acceptEach({});
+  if (!takeTurn()) return;
+  run([id = m_frame.id](Session& session) { session.answer(id, noError); });
 }
 
 void SessionExchange::accept(std::span<const std::uint8_t> reply) {
@@ -90,7 +91,7 @@ void SessionExchange::acceptEach(NextReply next) {
 void SessionExchange::reject(std::int32_t code) {
   if (!takeTurn()) return;
   const auto sum = static_cast<std::uint32_t>(serviceErrors) + static_cast<std::uint32_t>(code);
-  run([id = m_frame.id, sum](Session& session) { session.reject(id, static_cast<std::int32_t>(sum)); });
+  run([id = m_frame.id, sum](Session& session) { session.answer(id, static_cast<std::int32_t>(sum)); });
 }
 
 }  // namespace ipc

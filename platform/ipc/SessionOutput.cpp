@@ -24,14 +24,14 @@ void Session::append(FrameKind kind, std::uint32_t requestId, std::int32_t code,
 
 void Session::accept(std::uint32_t requestId, std::span<const std::uint8_t> reply) {
   if (!isCurrent(requestId)) return;
-  if (!fitsFrame(reply.size())) return reject(requestId, serviceErrors + generalFailure);
+  if (!fitsFrame(reply.size())) return answer(requestId, serviceErrors + generalFailure);
   append(FrameKind::Verdict, requestId, noError, false);
   append(FrameKind::Reply, requestId, noError, true, reply);
   m_phase = Phase::Answering;
   flush();
 }
 
-void Session::reject(std::uint32_t requestId, std::int32_t code) {
+void Session::answer(std::uint32_t requestId, std::int32_t code) {
   if (!isCurrent(requestId)) return;
   append(FrameKind::Verdict, requestId, code, true);
   m_phase = Phase::Answering;
@@ -42,7 +42,7 @@ void Session::acceptEach(std::uint32_t requestId, Exchange::NextReply next) {
   if (!isCurrent(requestId)) return;
   m_next = std::move(next);
   const Pulled first = pull(m_held);
-  if (first == Pulled::Failure) return reject(requestId, serviceErrors + generalFailure);
+  if (first == Pulled::Failure) return answer(requestId, serviceErrors + generalFailure);
   m_hasHeld = first == Pulled::Reply;
   append(FrameKind::Verdict, requestId, noError, !m_hasHeld);
   m_phase = Phase::Answering;
