@@ -129,7 +129,7 @@ std::optional<NodeRef> findInTransaction(const Reading& reading, const NodeRef& 
 LSTATUS openInTransaction(const Reading& reading, const NodeRef& base, std::u16string_view path,
                           REGSAM rights, HKEY* result) {
   NodeView view;
-  if (!reading.tree().read(base, view)) return ERROR_KEY_DELETED;
+  if (base.id >= firstFreeId && !reading.tree().read(base, view)) return ERROR_KEY_DELETED;
   const auto node = findInTransaction(reading, base, path);
   if (!node) return ERROR_FILE_NOT_FOUND;
   *result = makeHandle(*node, rights, {});
