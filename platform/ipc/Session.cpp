@@ -133,6 +133,14 @@ void Session::proceed() {
   m_proceeding = false;
 }
 
+// Behind what else the thread has to do now, which may be answers to others of a group: a peer that asks
+// again at once has done so by then, and is not looked at in vain.
+void Session::proceedLater() {
+  m_worker->defer([self = shared_from_this()] {
+    if (self->m_phase == Phase::Reading) self->proceed();
+  });
+}
+
 // The time of a frame begins with its first byte; further ones do not prolong it.
 void Session::wait(bool partial) {
   if (m_phase == Phase::Reading && partial && !m_armed) arm(m_state->limits.frame);

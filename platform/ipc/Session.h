@@ -65,6 +65,7 @@ private:
   void read();
   void onRead(std::error_code error, std::size_t count);
   void proceed();
+  void proceedLater();
   void wait(bool partial);
   void handleOrFail(const Frame& frame);
   void handle(const Frame& frame);

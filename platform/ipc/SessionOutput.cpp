@@ -107,7 +107,7 @@ void Session::answered() {
   if (m_armed) disarm();
   if (m_draining) return close();
   m_phase = Phase::Reading;
-  if (!m_proceeding) proceed();
+  if (!m_proceeding) proceedLater();
 }
 
 }  // namespace ipc

@@ -39,6 +39,11 @@ public:
     const std::lock_guard lock(m_mutex);
     if (!m_finished) asio::post(m_context, std::forward<Task>(task));
   }
+  // On the thread itself: runs it behind what is ready now.
+  template <class Task>
+  void defer(Task&& task) {
+    asio::post(m_context, std::forward<Task>(task));
+  }
   // Several at once, in their order; one that fails takes no other with it.
   using Tasks = std::vector<std::function<void()>>;
   void postAll(Tasks tasks) {
