@@ -48,6 +48,10 @@ bool isWide(Bytes key) {
 // Seven bits a byte, lowest first, in the fewest bytes. Returns the bytes that it takes, 0 where it is none.
 std::size_t readCount(Bytes bytes, std::size_t& count) {
   count = 0;
+  if (!bytes.empty() && bytes[0] < 0x80) {  // nearly every count
+    count = bytes[0];
+    return 1;
+  }
   const std::size_t most = std::min(bytes.size(), maxCountBytes);
   for (std::size_t index = 0; index < most; ++index) {
     const std::uint8_t bits = bytes[index];
