@@ -1,5 +1,7 @@
 #include "service/Changes.h"
 
+#include <utility>
+
 #include "platform/regtext/RegTextImport.h"
 #include "platform/support/Trace.h"
 #include "platform/support/Utf.h"
@@ -68,8 +70,9 @@ public:
 
   Code Make(Tree& tree, Node& node) override {
     tree.Select(m_overrides);
-    const Code code = findForm(deed.letter)->write(tree, node, *deed.value);
-    if (code == accepted) deed.property = tree.GetUpdPropName();
+    UnicodeString written;
+    const Code code = findForm(deed.letter)->write(tree, node, *deed.value, written);
+    if (code == accepted) deed.property = std::move(written);
     return code;
   }
 

@@ -52,16 +52,16 @@ Code readForm(Tree& tree, const ParameterName& name, std::int32_t noErrMsg, Byte
 
 // The bytes are known to fit.
 template <class Value>
-Code writeForm(Tree& tree, Node& node, View value) {
+Code writeForm(Tree& tree, Node& node, View value, UnicodeString& name) {
   if constexpr (std::same_as<Value, UnicodeString>) {
     std::u16string text(value.size() / 2 - 1, u'\0');
     std::memcpy(text.data(), value.data(), text.size() * sizeof(char16_t));
-    return tree.Write(node, client::TextForm(UnicodeString(std::move(text))));
+    return tree.Write(node, client::TextForm(UnicodeString(std::move(text))), name);
   } else {
     Value number{};
     std::memcpy(&number, value.data(), sizeof number);
     client::normalise(number);
-    return tree.Write(node, client::WrittenNumber(number));
+    return tree.Write(node, client::WrittenNumber(number), name);
   }
 }
 

@@ -24,10 +24,10 @@ struct Form {
   std::uint32_t registryType;
   // Whether the bytes are a value of this type as a telegram carries it.
   bool (*fits)(View value);
-  // Through the tree's own GetPar, and into the node that is open on the parameter. Null for the letter N,
-  // which is no parameter's.
+  // Through the tree's own GetPar, and into the node that is open on the parameter, with the name of what was
+  // written. Null for the letter N, which is no parameter's.
   Code (*read)(Tree& tree, const ParameterName& name, std::int32_t noErrMsg, Bytes& value);
-  Code (*write)(Tree& tree, Node& node, View value);
+  Code (*write)(Tree& tree, Node& node, View value, UnicodeString& name);
 };
 
 // Null where the letter is none.

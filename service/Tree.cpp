@@ -75,9 +75,10 @@ Code Tree::OpenParameter(Node& node, const UnicodeString& path) {
 }
 
 // Code 14, a notice that the override value is new, is no refusal.
-Code Tree::Write(Node& node, const client::WriteForm& form) {
+Code Tree::Write(Node& node, const client::WriteForm& form, UnicodeString& name) {
   std::uint32_t code = 0;
-  const bool done = IsValidDataType(node, nullptr, form.letter, code, 0) && WriteLocal(node, form, code);
+  const bool done =
+      IsValidDataType(node, nullptr, form.letter, code, 0) && WriteValue(node, form, name, code);
   return done ? accepted : static_cast<Code>(code);
 }
 

@@ -65,8 +65,9 @@ public:
   // refusal is traced.
   Code OpenParameter(Node& node, const UnicodeString& path);
 
-  // Writes the value of a parameter that applies to the names selected, as SetPar does.
-  Code Write(Node& node, const client::WriteForm& form);
+  // Writes the value of a parameter that applies to the names selected, as SetPar does, and delivers its
+  // name.
+  Code Write(Node& node, const client::WriteForm& form, UnicodeString& name);
 
   // Traces a refusal as the library traces its own.
   void Report(Code code, const UnicodeString& name);

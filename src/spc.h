@@ -269,8 +269,9 @@ protected:
   bool IsAttrReadOnly(RgNode& node, std::int32_t noErrMsg);
   bool IsAttrReplicate(RgNode& node, std::int32_t noErrMsg);
 
-  // Writes the value that applies to this object, by the form of its type, which must be the parameter's.
-  bool WriteLocal(RgNode& node, const client::WriteForm& form, std::uint32_t& code);
+  // Writes the value that applies to this object, by the form of its type, which must be the parameter's, and
+  // delivers its name. What GetUpdPropName and its kin tell is not touched.
+  bool WriteValue(RgNode& node, const client::WriteForm& form, UnicodeString& name, std::uint32_t& code);
 
   // One parameter read, write or flag write by the master; sizes in bytes. Without a connection: false
   // with 19. A reply that lacks its value gives false with 0.
@@ -316,6 +317,7 @@ private:
                                std::uint32_t& code);
   bool WritePar(const char16_t* topic, const char16_t* par, const client::WriteForm& form,
                 std::uint32_t& code);
+  bool WriteLocal(RgNode& node, const client::WriteForm& form, std::uint32_t& code);
   bool PrepareOverride(RgNode& node, const UnicodeString& name, const client::WriteForm& form,
                        std::uint32_t& code);
   void KeepOutcome(RgNode& node, const char16_t* written);

@@ -111,6 +111,12 @@ Placement Spc::PlaceWrite(RgNode& node, const char16_t* topic, const char16_t* p
 
 bool Spc::WriteLocal(RgNode& node, const WriteForm& form, std::uint32_t& code) {
   UnicodeString name;
+  if (!WriteValue(node, form, name, code)) return false;
+  KeepOutcome(node, name);
+  return true;
+}
+
+bool Spc::WriteValue(RgNode& node, const WriteForm& form, UnicodeString& name, std::uint32_t& code) {
   const std::int32_t found = GetOverrideName(node, name, 0);
   if (found == 0) {
     if (!PrepareOverride(node, name, form, code)) return false;
@@ -119,9 +125,7 @@ bool Spc::WriteLocal(RgNode& node, const WriteForm& form, std::uint32_t& code) {
   } else {
     return Fail(code, found, node.GetNodePath(), 0);
   }
-  if (!form.Write(node, name)) return Fail(code, node.GetRetCode(), node.GetNodePath(), 0);
-  KeepOutcome(node, name);
-  return true;
+  return form.Write(node, name) || Fail(code, node.GetRetCode(), node.GetNodePath(), 0);
 }
 
 bool Spc::PrepareOverride(RgNode& node, const UnicodeString& name, const WriteForm& form,
