@@ -48,14 +48,22 @@ void SessionExchange::perform(Session& session, Task& task) {
   }
 }
 
-// On the session's thread at once, from any other one behind what is going on there.
+// On the session's thread at once, from any other one behind what is going on there. What can't be handed over
+// there, for want of memory, was no answer: a rejection may still become one.
 template <class Task>
 void SessionExchange::run(Task&& task) {
   Worker& worker = m_session->worker();
   if (worker.isThisThread()) return perform(*m_session, task);
-  auto answer = [session = m_session, task = std::forward<Task>(task)]() mutable { perform(*session, task); };
-  if (t_kept != nullptr) return t_kept->add(worker, std::move(answer));
-  worker.post(std::move(answer));
+  try {
+    auto answer = [session = m_session, task = std::forward<Task>(task)]() mutable {
+      perform(*session, task);
+    };
+    if (t_kept != nullptr) return t_kept->add(worker, std::move(answer));
+    worker.post(std::move(answer));
+  } catch (...) {
+    m_answered = false;
+    throw;
+  }
 }
 
 void SessionExchange::accept() {
@@ -64,13 +72,13 @@ void SessionExchange::accept() {
 }
 
 void SessionExchange::accept(std::span<const std::uint8_t> reply) {
-  if (!takeTurn()) return;
   if (m_session->worker().isThisThread()) {
-    return run([id = m_frame.id, reply](Session& session) { session.accept(id, reply); });
+    if (takeTurn()) run([id = m_frame.id, reply](Session& session) { session.accept(id, reply); });
+    return;
   }
-  run([id = m_frame.id, copy = Bytes(reply.begin(), reply.end())](Session& session) {
-    session.accept(id, copy);
-  });
+  Bytes copy(reply.begin(), reply.end());
+  if (!takeTurn()) return;
+  run([id = m_frame.id, copy = std::move(copy)](Session& session) { session.accept(id, copy); });
 }
 
 void SessionExchange::accept(std::vector<Bytes> replies) {
