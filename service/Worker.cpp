@@ -1,5 +1,6 @@
 #include "service/Worker.h"
 
+#include <algorithm>
 #include <exception>
 #include <utility>
 
@@ -35,30 +36,34 @@ Worker::~Worker() {
 void Worker::Do(const std::string& peer, Job job) {
   {
     const std::lock_guard lock(m_mutex);
-    std::deque<Job>& own = m_jobs[peer];
-    if (own.empty()) m_turns.push_back(peer);
-    own.push_back(std::move(job));
+    const auto own = std::ranges::find(m_turns, peer, &Queue::peer);
+    if (own != m_turns.end()) {
+      own->jobs.push_back(std::move(job));
+    } else {
+      Queue first{peer, {}};
+      first.jobs.push_back(std::move(job));
+      m_turns.push_back(std::move(first));
+    }
   }
   m_arrived.notify_one();
 }
 
 Worker::Job Worker::TakeJob() {
-  const auto entry = m_jobs.find(m_turns.front());
-  Job job = std::move(entry->second.front());
-  entry->second.pop_front();
-  if (entry->second.empty()) {
-    m_jobs.erase(entry);
+  Queue& next = m_turns.front();
+  Job job = std::move(next.jobs.front());
+  next.jobs.pop_front();
+  if (next.jobs.empty()) {
+    m_turns.pop_front();
   } else {
-    m_turns.push_back(m_turns.front());
+    m_turns.splice(m_turns.end(), m_turns, m_turns.begin());
   }
-  m_turns.pop_front();
   return job;
 }
 
 void Worker::Run() {
   std::unique_lock lock(m_mutex);
   for (;;) {
-    m_arrived.wait(lock, [this] { return m_isStopping || !m_jobs.empty(); });
+    m_arrived.wait(lock, [this] { return m_isStopping || !m_turns.empty(); });
     if (m_isStopping) return;
     Job job = TakeJob();
     lock.unlock();

@@ -4,7 +4,7 @@
 #include <condition_variable>
 #include <deque>
 #include <functional>
-#include <map>
+#include <list>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -27,14 +27,18 @@ public:
   void Do(const std::string& peer, Job job);
 
 private:
+  // The jobs of one peer, never none.
+  struct Queue {
+    std::string peer;
+    std::deque<Job> jobs;
+  };
+
   void Run();
   Job TakeJob();
 
   std::mutex m_mutex;
   std::condition_variable m_arrived;
-  std::map<std::string, std::deque<Job>>
-      m_jobs;                       // by peer, none without any; guarded by the mutex, as the next
-  std::deque<std::string> m_turns;  // the peers of these jobs
+  std::list<Queue> m_turns;  // guarded by the mutex, as the next
   bool m_isStopping = false;
   std::thread m_thread;
 };
