@@ -107,13 +107,13 @@ void Session::onRead(std::error_code error, std::size_t count) {
 
 // Takes the frames that are there, one exchange after the other. An answer that goes out at once returns
 // here, so that a peer that sends many requests ahead does not pile up calls.
-void Session::proceed() {
+void Session::takeFrames() {
   m_proceeding = true;
   while (m_phase == Phase::Greeting || m_phase == Phase::Reading) {
     Frame frame;
     switch (m_reader.next(frame)) {
       case FrameReader::State::Frame:
-        handleOrFail(frame);
+        handle(frame);
         continue;
       case FrameReader::State::Version:
         refuse(unknownVersion, "unknown version of the protocol");
@@ -147,10 +147,10 @@ void Session::wait(bool partial) {
   read();
 }
 
-// For want of memory: a session that is left in the middle of a request would never end.
-void Session::handleOrFail(const Frame& frame) {
+// For want of memory: a session that is left in the middle of a request, or reads no more, would never end.
+void Session::proceed() {
   try {
-    handle(frame);
+    takeFrames();
   } catch (const std::exception& problem) {
     fail(problem.what());
   }

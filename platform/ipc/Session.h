@@ -67,7 +67,7 @@ private:
   void proceed();
   void proceedLater();
   void wait(bool partial);
-  void handleOrFail(const Frame& frame);
+  void takeFrames();
   void handle(const Frame& frame);
   void greet(const Frame& frame);
   void serve(const Frame& frame);
