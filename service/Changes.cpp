@@ -60,6 +60,7 @@ public:
 
   Code Check(Tree& tree, Node& node) override {
     deed.path = tree.PathOf(m_name.topic, m_name.par);
+    deed.property = UnicodeString();  // of a first try whose group was taken back
     if (!m_complete) return badTelegram;
     if (const Code code = tree.OpenParameter(node, deed.path); code != accepted) return code;
     deed.mayShow = !isScrambled(node);

@@ -45,9 +45,14 @@ PropertyFeatures readProperty(const DfsBin& reply) {
   return property;
 }
 
-// A change that somebody made, as the source of a replication tells it.
+// A change that somebody made, as the source of a replication tells it. One that does not have the value
+// whole would replace what is there by part of it.
 struct Change {
-  explicit Change(const DfsBin& source) {
+  explicit Change(const DfsBin* source) {
+    if (source && !source->HasOverflow()) Read(*source);
+  }
+
+  void Read(const DfsBin& source) {
     get(source, key::msId, msId);
     get(source, key::user, user);
     get(source, key::app, app);
@@ -56,11 +61,12 @@ struct Change {
     get(source, key::type, type);
     std::int32_t said = 0;
     get(source, key::size, said);
-    said = bounded(said, source);
-    data = roomFor(said);
-    get(source, key::binary, data.get(), said, size);
+    const std::int32_t most = source.GetDataSize();
+    data = std::make_unique<std::uint8_t[]>(static_cast<std::size_t>(most));
+    isWhole = get(source, key::binary, data.get(), most, size) ? size <= said : said <= 0;
   }
 
+  bool isWhole = false;
   std::int32_t msId = 0;
   UnicodeString user;
   UnicodeString app;
@@ -182,11 +188,11 @@ bool SpSrvClntEx::GetPrcSpace(UnicodeString& prcSpace, std::uint32_t* err) {
 bool SpSrvClntEx::ReplicateSpSrvPar(const UnicodeString& path, const DfsBin* source,
                                     const UnicodeString& replicator, std::uint32_t* err) {
   return Guarded([&] {
-    if (!source) {
+    const Change change(source);
+    if (!change.isWhole) {
       if (err) *err = invalidParameter;
       return false;
     }
-    const Change change(*source);
     return Send(telegram::Request::ReplicateSpSrvPar, err, [&](DfsBin& out) {
       add(out, key::msId, change.msId);
       add(out, key::nodePath, path);

@@ -71,8 +71,9 @@ public:
   bool GetPrcSpace(UnicodeString& prcSpace, std::uint32_t* err);
 
   // Passes on a change that the source telegram tells of: who changed which property to what goes out as it
-  // says, with the path and the name of who passes it on. A field that the source lacks is empty or 0, and a
-  // null source fails with 87. The source is the caller's alone until the return.
+  // says, with the path and the name of who passes it on. A field that the source lacks is empty or 0. A null
+  // source fails with 87, and so does one that has overflowed, or whose value is missing or longer than its
+  // "size" says. The source is the caller's alone until the return.
   bool ReplicateSpSrvPar(const UnicodeString& path, const DfsBin* source, const UnicodeString& replicator,
                          std::uint32_t* err);
 

@@ -172,7 +172,7 @@ public:
   bool ImportReg(const UnicodeString& text, std::uint32_t* err = nullptr);
   // Passes on a change that another system made to one of its parameters: the source tells of it by the
   // fields topic, par, msid, user, app, ws, propname, type, size and binary. The parameter is that of this
-  // object's process space. A null source fails with 87.
+  // object's process space. A null source, or one without the whole value, fails with 87.
   bool ReplicatePar(const DfsBin* source, const UnicodeString& replicator, std::uint32_t* err = nullptr);
 
   // "@value" of the local tree alone: no master, type, override, flag or code. With create, a key that is

@@ -48,8 +48,8 @@ void SessionExchange::perform(Session& session, Task& task) {
   }
 }
 
-// On the session's thread at once, from any other one behind what is going on there. What can't be handed over
-// there, for want of memory, was no answer: a rejection may still become one.
+// On the session's thread at once, from any other one behind what is going on there. What can't be handed
+// over there, for want of memory, was no answer: a rejection may still become one.
 template <class Task>
 void SessionExchange::run(Task&& task) {
   Worker& worker = m_session->worker();

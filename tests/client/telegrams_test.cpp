@@ -304,7 +304,24 @@ TEST_F(MasterTest, NullTextsAreEmptyOnes) {
                                                    "binary:Bin=")));
 }
 
-TEST_F(MasterTest, AReplicationNeedsASource) {
+TEST_F(MasterTest, AReplicationNeedsAWholeSource) {
+  constexpr int missing = -1;
+  const struct {
+    std::size_t room;
+    std::int32_t size;
+    int count;                                                               // of the value
+  } sources[] = {{256, 3, 4}, {256, -1, 4}, {256, 4, missing}, {64, 4, 4}};  // the last one overflows
+  for (const auto& c : sources) {
+    ipc::Bytes room(c.room);
+    DfsBin source;
+    source.AssignEmptyBuffer(room.data(), static_cast<std::int64_t>(room.size()), false);
+    add(source, key::size, c.size);
+    if (c.count != missing) add(source, key::binary, bytes, c.count);
+    add(source, key::user, UnicodeString(std::u16string(32, u'u').c_str()));
+    std::uint32_t err = 0;
+    EXPECT_FALSE(client.ReplicateSpSrvPar(path, &source, u"R", &err)) << c.room << ' ' << c.size;
+    EXPECT_EQ(err, 87U);
+  }
   std::uint32_t err = 0;
   EXPECT_FALSE(client.ReplicateSpSrvPar(path, nullptr, u"R", &err));
   EXPECT_EQ(err, 87U);

@@ -131,7 +131,7 @@ private:
 
 TEST(GroupFaultsTest, AChangeThatFailsHalfWayTakesNoOtherWithItAndLeavesNothing) {
   const TempDirectory directory;
-  registry::useStore(directory.Path("store"));
+  registry::useStore(directory / "store");
   const std::int32_t outcomes[] = {0, 87, 0, CountUp::outOfMemory, 0};
   std::array<std::promise<std::int32_t>, std::size(outcomes) + 1> verdicts;
   const auto pathAt = [](std::size_t index) {
