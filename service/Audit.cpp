@@ -134,9 +134,17 @@ void addUnlessEmpty(JsonLine& line, std::string_view name, const UnicodeString& 
   }
 }
 
+void addUnlessEmpty(JsonLine& line, std::string_view name, const std::string& text) {
+  if (text.size() <= longestText) {
+    if (!text.empty()) line.Text(name, text);
+  } else {
+    addUnlessEmpty(line, name, UnicodeString(text.c_str()));
+  }
+}
+
 void addPeer(JsonLine& line, const ipc::Peer& peer) {
   line.Begin("peer").Text("by", kindName(peer.kind)).Text("from", peer.address);
-  if (!peer.name.empty()) line.Text("name", peer.name);
+  addUnlessEmpty(line, "name", peer.name);
   if (peer.kind == ipc::Peer::Kind::Unix) line.Number("uid", peer.uid).Number("gid", peer.gid);
   line.End();
 }
@@ -184,7 +192,7 @@ std::string auditLine(const Deed& deed, const ipc::Peer& peer, Code verdict) {
   addUnlessEmpty(line, "replicator", deed.replicator);
   if (deed.messageId) line.Number("msid", *deed.messageId);
   if (deed.characters) line.Number("characters", static_cast<std::int64_t>(*deed.characters));
-  if (!deed.outcome.empty()) line.Text("outcome", deed.outcome);
+  addUnlessEmpty(line, "outcome", deed.outcome);
   if (deed.omitted) line.Number("omitted", *deed.omitted);
   line.Number("code", verdict);
   return line.Take();

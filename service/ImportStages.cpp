@@ -2,6 +2,12 @@
 
 namespace service {
 
+std::optional<ImportStages::Dropped> ImportStages::DropStage(ipc::SessionId session) {
+  if (!m_stages.contains(session)) return std::nullopt;
+  Stage stage = Take(session);
+  return Dropped{std::move(stage.peer), stage.text.size()};
+}
+
 ImportStages::Stage ImportStages::Take(ipc::SessionId session) {
   const auto found = m_stages.find(session);
   if (found == m_stages.end()) return {};
@@ -20,9 +26,10 @@ Code ImportStages::Keep(ipc::SessionId session, Stage stage, const UnicodeString
   return accepted;
 }
 
-Code ImportStages::Begin(const ipc::Exchange& exchange, std::int32_t size, const UnicodeString& piece) {
+Code ImportStages::Begin(const ipc::Exchange& exchange, std::int32_t size, const UnicodeString& piece,
+                         std::optional<Dropped>& earlier) {
   const CCS lock(m_lock);
-  Take(exchange.session());
+  earlier = DropStage(exchange.session());
   if (size < 0) return badTelegram;
   return Keep(exchange.session(), {exchange.peer(), static_cast<std::size_t>(size), {}}, piece);
 }
@@ -45,9 +52,7 @@ Code ImportStages::Finish(ipc::SessionId session, const UnicodeString& piece, st
 
 std::optional<ImportStages::Dropped> ImportStages::Drop(ipc::SessionId session) {
   const CCS lock(m_lock);
-  if (!m_stages.contains(session)) return std::nullopt;
-  Stage stage = Take(session);
-  return Dropped{std::move(stage.peer), stage.text.size()};
+  return DropStage(session);
 }
 
 }  // namespace service

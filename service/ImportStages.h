@@ -18,18 +18,21 @@ public:
   // Characters that all texts together may have, by what they are announced with.
   explicit ImportStages(std::size_t room) : m_room(room) {}
 
-  // Request 11: begins a text of that many characters in all, in the place of one that the connection had
-  // begun. 1450 where there is no room for it, 87 where the size is none or the piece is longer.
-  Code Begin(const ipc::Exchange& exchange, std::int32_t size, const UnicodeString& piece);
+  struct Dropped {
+    ipc::Peer peer;
+    std::size_t characters = 0;  // that had come
+  };
+
+  // Request 11: begins a text of that many characters in all. One that the connection had begun is dropped
+  // for it, whatever the outcome. 1450 where there is no room for it, 87 where the size is none or the piece
+  // is longer.
+  Code Begin(const ipc::Exchange& exchange, std::int32_t size, const UnicodeString& piece,
+             std::optional<Dropped>& earlier);
   // Request 12. 87 for a piece of no text, or of more than was announced.
   Code Add(ipc::SessionId session, const UnicodeString& piece);
   // Request 13: takes the text out. 87 where it is not as long as it was announced.
   Code Finish(ipc::SessionId session, const UnicodeString& piece, std::u16string& text);
 
-  struct Dropped {
-    ipc::Peer peer;
-    std::size_t characters = 0;  // that had come
-  };
   // The connection is gone, or has sent what is no piece. Nothing where it had begun no text.
   std::optional<Dropped> Drop(ipc::SessionId session);
 
@@ -39,6 +42,7 @@ private:
     std::size_t size = 0;
     std::u16string text;
   };
+  std::optional<Dropped> DropStage(ipc::SessionId session) SPS_REQUIRES(m_lock);
   Stage Take(ipc::SessionId session) SPS_REQUIRES(m_lock);
   Code Keep(ipc::SessionId session, Stage stage, const UnicodeString& piece) SPS_REQUIRES(m_lock);
 

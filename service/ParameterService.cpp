@@ -11,7 +11,9 @@ using telegram::Request;
 
 // A listing of more than that is made on the thread for long reads.
 constexpr std::uint32_t shortListing = 512;
+constexpr std::uint64_t shortData = 1U << 20U;  // bytes; and one that may have more
 constexpr Code connectionAborted = 1236;
+constexpr Code cancelled = 1223;
 
 enum class Kind : std::uint8_t { Read, Listing, Export, Change, Import };
 
@@ -127,7 +129,8 @@ void ParameterService::Read(const Shared& exchange, Request request) {
 
 bool ParameterService::IsLong(const ipc::Exchange& exchange, Request request) {
   Fields fields(exchange.data());
-  return countListed(ThreadTree(), fields, request) > shortListing;
+  const Listed listed = measureListed(ThreadTree(), fields, request);
+  return listed.count > shortListing || listed.count * listed.longest > shortData;
 }
 
 void ParameterService::AnswerRead(ipc::Exchange& exchange, Request request, Replies& replies) {
@@ -179,12 +182,20 @@ Code ParameterService::TakePiece(const ipc::Exchange& exchange, Request request,
   }
   switch (request) {
     case Request::ImportFirstPiece:
-      return m_imports.Begin(exchange, size, piece);
+      return BeginImport(exchange, size, piece);
     case Request::ImportFurtherPiece:
       return m_imports.Add(exchange.session(), piece);
     default:
       return m_imports.Finish(exchange.session(), piece, text);
   }
+}
+
+Code ParameterService::BeginImport(const ipc::Exchange& exchange, std::int32_t size,
+                                   const UnicodeString& piece) {
+  std::optional<ImportStages::Dropped> earlier;
+  const Code code = m_imports.Begin(exchange, size, piece, earlier);
+  if (earlier) RecordDropped(*earlier, "replaced by another one", cancelled);
+  return code;
 }
 
 void ParameterService::Change(Pending pending, Right right) {
@@ -213,12 +224,15 @@ void ParameterService::Refuse(const Shared& exchange, Request request, Code code
 
 void ParameterService::ended(ipc::SessionId session) {
   const auto dropped = m_imports.Drop(session);
-  if (!dropped) return;
+  if (dropped) RecordDropped(*dropped, "dropped with its connection", connectionAborted);
+}
+
+void ParameterService::RecordDropped(const ImportStages::Dropped& dropped, const char* outcome, Code code) {
   Deed deed;
   deed.operation = operationOf(Request::ImportEnd).name;
-  deed.characters = dropped->characters;
-  deed.outcome = "dropped with its connection";
-  m_audit.AppendRefused(auditLine(deed, dropped->peer, connectionAborted));
+  deed.characters = dropped.characters;
+  deed.outcome = outcome;
+  m_audit.AppendRefused(auditLine(deed, dropped.peer, code));
 }
 
 }  // namespace service

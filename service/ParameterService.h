@@ -50,6 +50,8 @@ private:
   void Export(ipc::Exchange& exchange);
   void Import(const Shared& exchange, telegram::Request request, Right right);
   Code TakePiece(const ipc::Exchange& exchange, telegram::Request request, std::u16string& text);
+  Code BeginImport(const ipc::Exchange& exchange, std::int32_t size, const UnicodeString& piece);
+  void RecordDropped(const ImportStages::Dropped& dropped, const char* outcome, Code code);
   void Change(Pending pending, Right right);
   void Refuse(const Shared& exchange, telegram::Request request, Code code);
   Tree& ThreadTree();

@@ -112,10 +112,11 @@ Code listProperties(Tree& tree, Fields& fields, Replies& replies) {
   }
 }
 
-std::uint32_t countListed(Tree& tree, Fields& fields, telegram::Request request) {
+Listed measureListed(Tree& tree, Fields& fields, telegram::Request request) {
   Node node;
-  if (openNode(tree, fields.Text(key::nodePath), node) != accepted) return 0;
-  return request == telegram::Request::GetChildNodes ? node.GetSubNodeCnt() : node.GetValCnt();
+  if (openNode(tree, fields.Text(key::nodePath), node) != accepted) return {};
+  if (request == telegram::Request::GetChildNodes) return {node.GetSubNodeCnt(), 0};
+  return {node.GetValCnt(), node.GetMaxValDataLen()};
 }
 
 Code tellSpace(Tree& tree, Fields& /*fields*/, Replies& replies) {

@@ -20,9 +20,13 @@ Code tellSpace(Tree& tree, Fields& fields, Replies& replies);
 // Request 14.
 Code tellVersion(Tree& tree, Fields& fields, Replies& replies);
 
-// How many replies a listing request will have, so that a long one can be made where nobody waits for it;
-// 0 where that can't be told.
-std::uint32_t countListed(Tree& tree, Fields& fields, telegram::Request request);
+// How many replies a listing request will have and the bytes of the largest value in them, so that a long one
+// can be made where nobody waits for it; 0 where that can't be told.
+struct Listed {
+  std::uint64_t count = 0;
+  std::uint64_t longest = 0;
+};
+Listed measureListed(Tree& tree, Fields& fields, telegram::Request request);
 
 // A registry text in the raw replies that it goes out in. What they need is taken out of the share, and goes
 // back with each one that leaves.

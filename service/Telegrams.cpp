@@ -68,10 +68,12 @@ template <class Value>
 Code Replies::Grow(std::vector<Value>& values, std::size_t count) {
   const std::size_t before = values.capacity();
   if (values.size() + count <= before) return accepted;
-  const std::size_t after = std::max(values.size() + count, 2 * before);
-  const Code code = m_share->Take((after - before) * sizeof(Value));
-  if (code == accepted) values.reserve(after);
-  return code;
+  const std::size_t least = values.size() + count;
+  for (std::size_t after = std::max(least, 2 * before);; after = least) {
+    const Code code = m_share->Take((after - before) * sizeof(Value));
+    if (code == accepted) values.reserve(after);
+    if (code != noRoom || after == least) return code;
+  }
 }
 
 Code Replies::Provide(std::size_t bytes) {

@@ -82,6 +82,7 @@ private:
   void Do(void (Work::*step)());
   void EveryMinute();
   void MakeSnapshot();
+  bool Copy(const fs::path& making, LSTATUS& status);
   bool SetMaking(const fs::path& making);
   Clock::time_point FirstSnapshot() const;
 
@@ -120,15 +121,19 @@ Clock::time_point Upkeep::Work::FirstSnapshot() const {
 }
 
 void Upkeep::Work::Run() {
+  using Steady = std::chrono::steady_clock;  // a minute is one whatever becomes of the date
   constexpr std::chrono::minutes minute{1};
-  auto nextMinute = Clock::now();
+  auto nextMinute = Steady::now();
   auto nextSnapshot = FirstSnapshot();
   std::unique_lock lock(m_mutex);
-  while (!m_end.wait_until(lock, std::min(nextMinute, nextSnapshot), [this] { return m_isEnding; })) {
+  const auto untilNext = [&] {
+    return std::min<std::chrono::nanoseconds>(nextMinute - Steady::now(), nextSnapshot - Clock::now());
+  };
+  while (!m_end.wait_for(lock, untilNext(), [this] { return m_isEnding; })) {
     lock.unlock();
-    if (Clock::now() >= nextMinute) {
+    if (Steady::now() >= nextMinute) {
       Do(&Work::EveryMinute);
-      nextMinute = Clock::now() + minute;
+      nextMinute = Steady::now() + minute;
     }
     if (Clock::now() >= nextSnapshot) {
       Do(&Work::MakeSnapshot);
@@ -148,6 +153,18 @@ void Upkeep::Work::EveryMinute() {
   m_everyMinute();
 }
 
+// False where the end came before it or over it.
+bool Upkeep::Work::Copy(const fs::path& making, LSTATUS& status) {
+  if (!SetMaking(making)) return false;
+  try {
+    status = registry::copyStore(making.string());
+  } catch (...) {
+    (void)SetMaking({});
+    throw;
+  }
+  return SetMaking({});
+}
+
 // Under its final name there is only a whole copy.
 void Upkeep::Work::MakeSnapshot() {
   const fs::path target = fs::path(m_plan.directory) / nameFor(Clock::now());
@@ -158,9 +175,8 @@ void Upkeep::Work::MakeSnapshot() {
   for (const std::string& name : snapshotsIn(m_plan.directory, unfinished)) {
     fs::remove_all(fs::path(m_plan.directory) / name, error);
   }
-  if (!SetMaking(making)) return;
-  const LSTATUS status = registry::copyStore(making.string());
-  if (!SetMaking({})) return;
+  LSTATUS status = 0;
+  if (!Copy(making, status)) return;
   if (status == 0) fs::rename(making, target, error);
   if (status != 0 || error) {
     warn(u"No snapshot could be made",

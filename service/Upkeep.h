@@ -18,8 +18,8 @@ struct SnapshotPlan {
 
 // Clears, every minute, the places of readers that died, which would keep old pages of the store from being
 // used again; and makes copies of the store, each a directory named after its time in UTC, of which the
-// latest are kept. The first copy is due when the latest that is there is old enough. What fails is traced
-// and tried again at the next time.
+// latest are kept. The first copy is due when the latest that is there is old enough; while one is made,
+// nothing else is done. What fails is traced and tried again at the next time.
 class Upkeep {
 public:
   // Calls everyMinute, too, from its thread.

@@ -37,6 +37,7 @@ std::int32_t Connection::receive(Frame& frame, Deadline& deadline) {
     return frame.code < serviceErrors ? frame.code : protocolError;
   }
   if (frame.kind != wanted || frame.id != m_lastId) return protocolError;
+  if (frame.kind == FrameKind::Reply && frame.code != noError) return protocolError;
   m_due = frame.isLast() || frame.code != noError ? Due::Nothing : Due::Replies;
   return noError;
 }

@@ -169,6 +169,10 @@ TEST_F(PiecesTest, OfANewTextTakeThePlaceOfAnOldOne) {
   EXPECT_EQ(First(m_text, m_text.size()), 0);
   EXPECT_EQ(End(), 0);
   EXPECT_TRUE(Exists(pathOf(u"T", u"P")));
+  const auto audit = Audit();
+  ASSERT_EQ(audit.size(), 2U);
+  EXPECT_EQ(audit[0]["outcome"].Text(), "replaced by another one");
+  EXPECT_EQ(audit[0]["characters"].Text(), "11");
 }
 
 TEST_F(PiecesTest, BelongToTheirConnectionAndGoWithIt) {
