@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <array>
+#include <optional>
 #include <utility>
 
+#include "platform/registry/RegistryView.h"
 #include "platform/support/Scan.h"
 #include "platform/support/SecurityAttributes.h"
 #include "platform/support/Trace.h"
@@ -123,6 +125,8 @@ bool RgNode::Init(UnicodeString&& path, bool create, bool isVolatile) {
 }
 
 bool RgNode::InitAt(std::u16string_view path, const char16_t* name, bool create, bool isVolatile) {
+  std::optional<RegistryView> view;  // one look at the store for both steps of an opening
+  if (!create) view.emplace(RegistryView::Extent::Key);
   if (create) {
     m_volatile = isVolatile;
     if (!CreateNode(name)) return InitFailed(u" Creating node %s failed", path, __LINE__);
