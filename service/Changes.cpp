@@ -169,9 +169,10 @@ public:
   }
 
   Code Make(Tree& /*tree*/, Node& node) override {
+    const Form* const form = findForm(m_letter);
+    if (!form) return typeUnknown;
     const auto size = static_cast<std::uint32_t>(deed.value->size());
-    const std::uint32_t type =
-        partOf(deed.property) == Part::Letter ? REG_BINARY : findForm(m_letter)->registryType;
+    const std::uint32_t type = partOf(deed.property) == Part::Letter ? REG_BINARY : form->registryType;
     return node.SetValue(deed.property, deed.value->data(), size, type) ? accepted : node.GetRetCode();
   }
 

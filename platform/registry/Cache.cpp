@@ -6,6 +6,7 @@
 #include <atomic>
 #include <chrono>
 #include <cstring>
+#include <ranges>
 #include <utility>
 
 #include "platform/registry/Hash.h"
@@ -319,8 +320,8 @@ void ParentIds::grow() {
   std::vector<Set> sets(2 * m_sets.size());
   m_count = 0;
   for (const Set& set : m_sets) {
-    for (auto parent = set.parents.rbegin(); parent != set.parents.rend(); ++parent) {
-      if (parent->id != 0 && place(sets, *parent)) ++m_count;
+    for (const Parent& parent : std::views::reverse(set.parents)) {
+      if (parent.id != 0 && place(sets, parent)) ++m_count;
     }
   }
   m_sets = std::move(sets);
