@@ -6,7 +6,6 @@
 #include <atomic>
 #include <chrono>
 #include <cstring>
-#include <ranges>
 #include <utility>
 
 #include "platform/registry/Hash.h"
@@ -320,7 +319,8 @@ void ParentIds::grow() {
   std::vector<Set> sets(2 * m_sets.size());
   m_count = 0;
   for (const Set& set : m_sets) {
-    for (const Parent& parent : std::views::reverse(set.parents)) {
+    for (std::size_t way = ways; way-- > 0;) {  // the oldest first
+      const Parent& parent = set.parents[way];
       if (parent.id != 0 && place(sets, parent)) ++m_count;
     }
   }

@@ -55,11 +55,10 @@ std::string& seal(std::string& record) {
   return record;
 }
 
-// Fixed bytes of a key's record in either form, and of each value in it.
+// Fixed bytes of a key's record in its larger form, and of each value in it.
 constexpr std::size_t idAt = 4 + 1;
 constexpr std::size_t commonSize = idAt + 3 * sizeof(std::uint64_t);
 constexpr std::size_t headSize = commonSize + 2 + 8 * sizeof(std::uint32_t);
-constexpr std::size_t smallHeadSize = commonSize + 4 + 2;
 constexpr std::size_t valueHeadSize = 1 + 2 + 1 + 1;
 
 // Where a value's sizes stand in its head. A name of no bytes is the folded one.
