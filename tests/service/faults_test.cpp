@@ -138,9 +138,9 @@ TEST(GroupFaultsTest, AChangeThatFailsHalfWayTakesNoOtherWithItAndLeavesNothing)
     return root + u"\\N" + UnicodeString(static_cast<std::int32_t>(index));
   };
   service::AuditLog audit("");
+  std::latch arrived(1);  // outlives the writer, which may still be leaving it
   {
     service::Writer writer(u"Default", audit);
-    std::latch arrived(1);
     service::Pending hold{std::make_unique<Hold>(arrived), std::make_shared<Asked>(verdicts.back())};
     EXPECT_TRUE(writer.Submit(hold));
     for (std::size_t index = 0; index < std::size(outcomes); ++index) {
