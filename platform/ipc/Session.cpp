@@ -136,9 +136,13 @@ void Session::takeFrames() {
 // Behind what else the thread has to do now, which may be answers to others of a group: a peer that asks
 // again at once has done so by then, and is not looked at in vain.
 void Session::proceedLater() {
-  m_worker->defer([self = shared_from_this()] {
-    if (self->m_phase == Phase::Reading) self->proceed();
-  });
+  try {
+    m_worker->defer([self = shared_from_this()] {
+      if (self->m_phase == Phase::Reading) self->proceed();
+    });
+  } catch (const std::exception& problem) {
+    fail(problem.what());
+  }
 }
 
 // The time of a frame begins with its first byte; further ones do not prolong it.
