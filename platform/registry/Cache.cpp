@@ -120,21 +120,24 @@ NodeCache::Seen NodeCache::glance(Moment& moment, const NodeRef& base, std::u16s
   CachedNode* const node = find(hash, base.id, path);
   if (node != nullptr && node->isAsOf(moment)) [[likely]]
     return {&node->view(), node};
-  if (node == nullptr && outlasts && !wasMissed(hash)) {
-    if (const NodeView* const view = lookAt(moment, base, path)) return {view, nullptr};
+  if (node == nullptr && outlasts) {
+    if (const NodeView* const view = lookAt(moment, base, path, hash)) return {view, nullptr};
   }
   CachedNode* const opened = open(moment, base, path, hash);
   return {opened == nullptr ? nullptr : &opened->view(), opened};
 }
 
-const NodeView* NodeCache::lookAt(Moment& moment, const NodeRef& base, std::u16string_view path) {
+const NodeView* NodeCache::lookAt(Moment& moment, const NodeRef& base, std::u16string_view path,
+                                  std::uint64_t hash) {
   const std::size_t end = path.rfind(u'\\');
   if (end == std::u16string_view::npos) return nullptr;
-  const std::uint64_t parent = m_parents.find(base.id, path.substr(0, end));
+  const ParentIds::Place parent(m_parents, base.id, path.substr(0, end));
   const std::u16string_view leaf = path.substr(end + 1);
-  if (parent == 0 || leaf.empty() || leaf.size() > maxKeyName) return nullptr;
+  if (wasMissed(hash) || leaf.empty() || leaf.size() > maxKeyName) return nullptr;
+  const FoldedName folded(leaf);
   moment.enter();
-  const EntryKey place(parent, FoldedName(leaf).view());
+  if (parent.id() == 0) return nullptr;
+  const EntryKey place(parent.id(), folded.view());
   const auto record = fetch(moment.txn, moment.tables->nodes, place.bytes());
   if (!record) return nullptr;
   m_passing.decode(*record);
@@ -283,48 +286,42 @@ void NodeCache::keepParent(const NodeRef& base, std::u16string_view path, std::u
   m_parents.set(base.id, path, id);
 }
 
-Hash128 ParentIds::hashOf(std::u16string_view path) {
+Hash128 ParentIds::hashOf(std::uint64_t base, std::u16string_view path) {
   static const std::uint64_t seed = drawSeed();
-  return hash128({reinterpret_cast<const char*>(path.data()), path.size() * sizeof(char16_t)}, seed);
+  return hash128({reinterpret_cast<const char*>(path.data()), path.size() * sizeof(char16_t)}, seed + base);
 }
 
-std::uint64_t ParentIds::find(std::uint64_t base, std::u16string_view path) const {
-  if (m_sets.empty()) return 0;
-  const Hash128 hash = hashOf(path);
-  for (const Parent& parent : m_sets[hash.low & (m_sets.size() - 1)].parents) {
-    if (parent.path == hash && parent.base == base) return parent.id;
+ParentIds::Place::Place(const ParentIds& parents, std::uint64_t base, std::u16string_view path) {
+  if (parents.m_sets.empty()) return;
+  const Hash128 hash = hashOf(base, path);
+  m_path = hash.high;
+  m_set = &parents.m_sets[hash.low & (parents.m_sets.size() - 1)];
+  __builtin_prefetch(m_set);
+}
+
+std::uint64_t ParentIds::Place::id() const {
+  if (m_set == nullptr) return 0;
+  for (const Parent& parent : m_set->parents) {
+    if (parent.path == m_path) return parent.id;
   }
   return 0;
 }
 
+// Where there are too many for the sets, it begins anew with more of them: all are soon found again.
 void ParentIds::set(std::uint64_t base, std::u16string_view path, std::uint64_t id) {
-  if (m_sets.empty()) m_sets.resize(fewestSets);
-  if (m_count >= m_sets.size() && m_sets.size() < mostSets) grow();
-  if (place(m_sets, {hashOf(path), base, id})) ++m_count;
-}
-
-// True where it is one more; else it took the place of its own path, or of the oldest in its set.
-bool ParentIds::place(std::vector<Set>& sets, const Parent& parent) {
-  auto& parents = sets[parent.path.low & (sets.size() - 1)].parents;
-  const auto known = std::ranges::find_if(parents, [&](const Parent& other) {
-    return other.id == 0 || (other.path == parent.path && other.base == parent.base);
-  });
-  const bool isNew = known != parents.end() && known->id == 0;
-  std::shift_right(parents.begin(), known == parents.end() ? known : known + 1, 1);
-  parents.front() = parent;
-  return isNew;
-}
-
-void ParentIds::grow() {
-  std::vector<Set> sets(2 * m_sets.size());
-  m_count = 0;
-  for (const Set& set : m_sets) {
-    for (std::size_t way = ways; way-- > 0;) {  // the oldest first
-      const Parent& parent = set.parents[way];
-      if (parent.id != 0 && place(sets, parent)) ++m_count;
-    }
+  const bool isFull = m_count >= m_sets.size() * ways / 2;
+  if (isFull && m_sets.size() < mostSets) {
+    const std::size_t size = std::max(fewestSets, 2 * m_sets.size());
+    clear();
+    m_sets.resize(size);
   }
-  m_sets = std::move(sets);
+  const Hash128 hash = hashOf(base, path);
+  auto& parents = m_sets[hash.low & (m_sets.size() - 1)].parents;
+  const auto known = std::ranges::find_if(
+      parents, [&](const Parent& other) { return other.id == 0 || other.path == hash.high; });
+  if (known != parents.end() && known->id == 0) ++m_count;
+  std::shift_right(parents.begin(), known == parents.end() ? known : known + 1, 1);
+  parents.front() = {hash.high, id};
 }
 
 void ParentIds::clear() {

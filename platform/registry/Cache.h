@@ -89,32 +89,42 @@ private:
 // them than whole keys are kept. An id need not be right any more: since none is given twice, and a key goes
 // after its children, whatever is found below it proves it right.
 //
-// A path is known by 128 bits of its hash alone, so that a search looks at one line of the processor's cache;
-// the seed is drawn at random, so that nobody can make two paths that meet.
+// A path is known by its hash alone, 64 bits beside those that choose its set, so that a search looks at one or
+// two lines of the processor's cache; the seed is drawn at random, so that nobody can make two paths that meet.
 class ParentIds {
-public:
-  // 0 where none is known; no key but the root, which has no path, has that id.
-  std::uint64_t find(std::uint64_t base, std::u16string_view path) const;
-  void set(std::uint64_t base, std::u16string_view path, std::uint64_t id);
-  void clear();
-
-private:
-  static constexpr std::size_t ways = 2;
-  static constexpr std::size_t fewestSets = 32;  // powers of two
-  static constexpr std::size_t mostSets = 16384;
-
+  static constexpr std::size_t ways = 8;
   struct Parent {
-    Hash128 path;
-    std::uint64_t base = 0;
+    std::uint64_t path = 0;
     std::uint64_t id = 0;
   };
   struct alignas(64) Set {
     std::array<Parent, ways> parents;  // the last one first
   };
 
-  static Hash128 hashOf(std::u16string_view path);
-  static bool place(std::vector<Set>& sets, const Parent& parent);
-  void grow();
+public:
+  // Where a path's id stands if it is known.
+  class Place {
+  public:
+    // It is on its way from the memory while the caller does something else.
+    Place(const ParentIds& parents, std::uint64_t base, std::u16string_view path);
+    // 0 where none is known; no key but the root, which has no path, has that id.
+    std::uint64_t id() const;
+
+  private:
+    std::uint64_t m_path = 0;
+    const Set* m_set = nullptr;
+  };
+  std::uint64_t find(std::uint64_t base, std::u16string_view path) const {
+    return Place(*this, base, path).id();
+  }
+  void set(std::uint64_t base, std::u16string_view path, std::uint64_t id);
+  void clear();
+
+private:
+  static constexpr std::size_t fewestSets = 8;  // powers of two
+  static constexpr std::size_t mostSets = 8192;
+
+  static Hash128 hashOf(std::uint64_t base, std::u16string_view path);
 
   std::vector<Set> m_sets;
   std::size_t m_count = 0;
@@ -168,8 +178,9 @@ private:
   static std::size_t placeOf(std::uint64_t serial) { return serial % serialStep; }
 
   CachedNode* open(Moment& moment, const NodeRef& base, std::u16string_view path, std::uint64_t hash);
-  // The key where it lies, if its parent is known and it has no values outside; null says nothing.
-  const NodeView* lookAt(Moment& moment, const NodeRef& base, std::u16string_view path);
+  // The key where it lies, if it was not missed before, its parent is known and it has no values outside; null
+  // says nothing.
+  const NodeView* lookAt(Moment& moment, const NodeRef& base, std::u16string_view path, std::uint64_t hash);
   CachedNode* find(std::uint64_t hash, std::uint64_t base, std::u16string_view path);
   CachedNode* findIn(std::size_t set, std::uint64_t hash, std::uint64_t base, std::u16string_view path);
   // Whether it was missed not long ago; from now on it was.

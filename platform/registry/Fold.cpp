@@ -13,6 +13,19 @@ constexpr std::size_t hashSize = 2 * sizeof(std::uint64_t);
 constexpr std::size_t longestPlain = EntryKey::capacity - ownerSize - hashSize - 1;
 constexpr char hashMark = '\xFF';  // in no UTF-8 text, so a hashed key is never equal to a plain one
 
+constexpr std::uint64_t idMark = std::uint64_t{1} << 63;
+
+void putBigEndian(char* at, std::uint64_t number) {
+  const std::uint64_t swapped = __builtin_bswap64(number);
+  std::memcpy(at, &swapped, sizeof swapped);
+}
+
+std::uint64_t getBigEndian(const char* at) {
+  std::uint64_t number = 0;
+  std::memcpy(&number, at, sizeof number);
+  return __builtin_bswap64(number);
+}
+
 bool isHigh(char32_t c) {
   return c >= 0xD800 && c < 0xDC00;
 }
@@ -67,7 +80,7 @@ void FoldedName::foldAny(std::u16string_view name) {
 
 // NOLINTNEXTLINE(*-member-init): the size says how much of the bytes counts
 EntryKey::EntryKey(std::uint64_t owner, std::string_view folded) {
-  putBigEndian(m_bytes.data(), owner);
+  putId(m_bytes.data(), owner);
   const std::size_t plain = folded.size() <= longestPlain ? folded.size() : longestPlain;
   folded.copy(m_bytes.data() + ownerSize, plain);
   m_size = ownerSize + plain;
@@ -87,18 +100,15 @@ EntryKey EntryKey::fromBytes(std::string_view bytes) {
 }
 
 std::uint64_t EntryKey::owner() const {
-  return m_size < ownerSize ? 0 : getBigEndian(m_bytes.data());
+  return m_size < ownerSize ? 0 : getId(m_bytes.data());
 }
 
-void putBigEndian(char* at, std::uint64_t number) {
-  const std::uint64_t swapped = __builtin_bswap64(number);
-  std::memcpy(at, &swapped, sizeof swapped);
+void putId(char* at, std::uint64_t id) {
+  putBigEndian(at, id | idMark);
 }
 
-std::uint64_t getBigEndian(const char* at) {
-  std::uint64_t number = 0;
-  std::memcpy(&number, at, sizeof number);
-  return __builtin_bswap64(number);
+std::uint64_t getId(const char* at) {
+  return getBigEndian(at) & ~idMark;
 }
 
 }  // namespace registry

@@ -86,9 +86,10 @@ private:
   std::array<char, capacity> m_bytes;  // left raw: m_size says how much of it counts
 };
 
-// Most significant byte first, so that the store sorts by number.
-void putBigEndian(char* at, std::uint64_t number);
-std::uint64_t getBigEndian(const char* at);
+// A key's id as the store sorts by it: most significant byte first, and the highest bit set, which no id has.
+// So ids come behind all text, and the newest one last.
+void putId(char* at, std::uint64_t id);
+std::uint64_t getId(const char* at);
 
 // Four characters at a time: a read folds half a dozen short names, so this is felt.
 inline bool FoldedName::foldAscii(std::u16string_view name) {

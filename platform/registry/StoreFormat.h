@@ -23,7 +23,7 @@ struct Tables {
 inline constexpr unsigned namedTables = 4;
 inline constexpr unsigned tableCount = 8;  // room for more than there are
 
-inline constexpr std::uint32_t formatVersion = 2;
+inline constexpr std::uint32_t formatVersion = 3;
 
 // Whether an entry beside the keys is a table's. No key's is: they begin with an id, most significant byte
 // first.

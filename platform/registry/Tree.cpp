@@ -8,13 +8,13 @@ namespace registry {
 namespace {
 
 bool belongsTo(std::string_view key, std::uint64_t owner) {
-  return key.size() >= ownerSize && getBigEndian(key.data()) == owner;
+  return key.size() >= ownerSize && getId(key.data()) == owner;
 }
 
 // The longest sorts first.
 std::string sizeKey(std::uint64_t node, std::uint8_t kind, std::uint32_t length) {
   std::string key(ownerSize + 1 + sizeof length, '\0');
-  putBigEndian(key.data(), node);
+  putId(key.data(), node);
   key[ownerSize] = static_cast<char>(kind);
   const std::uint32_t inverted = __builtin_bswap32(~length);
   key.replace(ownerSize + 1, sizeof inverted, reinterpret_cast<const char*>(&inverted), sizeof inverted);
@@ -154,7 +154,7 @@ NodeRecord Tree::edit(const NodeRef& node) const {
 
 void Tree::save(const NodeRef& node, NodeRecord& record) {
   touch(record);
-  store(m_txn, m_tables.nodes, node.place.bytes(), record.encode());
+  storeInOrder(m_txn, m_tables.nodes, node.place.bytes(), record.encode());
 }
 
 Tree::Created Tree::create(const NodeRef& base, std::u16string_view path, bool isVolatile) {
@@ -191,7 +191,7 @@ NodeRef Tree::addChild(const NodeRef& parent, std::u16string_view name, bool isV
   save(parent, above);
   if (isVolatile && !above.header.isVolatile) {
     std::string id(ownerSize, '\0');
-    putBigEndian(id.data(), node.id);
+    putId(id.data(), node.id);
     store(m_txn, m_tables.volatiles, id, sealed(packPair(parent.place, node.place)));
   }
   return node;
@@ -212,7 +212,7 @@ void Tree::dropKey(const NodeRef& parent, const NodeRef& node) {
   dropEntries(m_tables.values, node.id);
   dropEntries(m_tables.sizes, node.id);
   std::string id(ownerSize, '\0');
-  putBigEndian(id.data(), node.id);
+  putId(id.data(), node.id);
   erase(m_txn, m_tables.volatiles, id);
   erase(m_txn, m_tables.nodes, node.place.bytes());
 
@@ -248,14 +248,14 @@ std::vector<std::uint64_t> Tree::volatileKeys() const {
   std::vector<std::uint64_t> ids;
   Cursor cursor(m_txn, m_tables.volatiles);
   for (bool found = cursor.first(); found; found = cursor.next()) {
-    ids.push_back(getBigEndian(cursor.key().data()));
+    ids.push_back(getId(cursor.key().data()));
   }
   return ids;
 }
 
 void Tree::removeVolatileKey(std::uint64_t id) {
   std::string key(ownerSize, '\0');
-  putBigEndian(key.data(), id);
+  putId(key.data(), id);
   const auto places = fetch(m_txn, m_tables.volatiles, key);
   if (!places) return;
   const auto [parent, place] = unpackPair(unsealed(*places));

@@ -56,6 +56,30 @@ TEST_F(RegistryAdmin, InfoTellsWhatIsThere) {
   EXPECT_NE(info.storeId, id);
 }
 
+// As an import makes them: the rows grow after they are made.
+TEST(RegistryRoom, KeysMadeInOrderFillTheirPages) {
+  constexpr int count = 3000;
+  const auto usedBy = [](auto nameOf) {
+    const TempStore store;
+    RegistryTransaction transaction;
+    const Key parent = Key::create(HKEY_USERS, u"parent");
+    for (int i = 0; i < count; ++i) {
+      const Key key = Key::create(parent, nameOf(i));
+      EXPECT_EQ(setValue(key, u"type", "x") + setValue(key, u"value", std::string(80, '.')), 0);
+    }
+    EXPECT_EQ(transaction.Commit(), 0);
+    registry::StoreInfo info;
+    EXPECT_EQ(registry::storeInfo(info), 0);
+    std::string finding;
+    EXPECT_EQ(registry::verifyStore(finding), 0) << finding;
+    EXPECT_EQ(infoOf(Key::open(HKEY_USERS, u"parent")).subKeys, static_cast<DWORD>(count));
+    return info.usedBytes;
+  };
+  const std::uint64_t inOrder = usedBy([](int i) { return digits(10'000 + i); });
+  const std::uint64_t backwards = usedBy([](int i) { return digits(10'000 + count - i); });
+  EXPECT_LT(inOrder, backwards * 4 / 5);
+}
+
 TEST_F(RegistryAdmin, TheEnvironmentNamesTheStore) {
   const std::string named = m_store.beside("named");
   ASSERT_EQ(::setenv("SPS_REGISTRY", named.c_str(), 1), 0);
