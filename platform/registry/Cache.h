@@ -89,8 +89,9 @@ private:
 // them than whole keys are kept. An id need not be right any more: since none is given twice, and a key goes
 // after its children, whatever is found below it proves it right.
 //
-// A path is known by its hash alone, 64 bits beside those that choose its set, so that a search looks at one or
-// two lines of the processor's cache; the seed is drawn at random, so that nobody can make two paths that meet.
+// A path is known by its hash alone, 64 bits beside those that choose its set, so that a search looks at one
+// or two lines of the processor's cache; the seed is drawn at random, so that nobody can make two paths that
+// meet.
 class ParentIds {
   static constexpr std::size_t ways = 8;
   struct Parent {
@@ -178,8 +179,8 @@ private:
   static std::size_t placeOf(std::uint64_t serial) { return serial % serialStep; }
 
   CachedNode* open(Moment& moment, const NodeRef& base, std::u16string_view path, std::uint64_t hash);
-  // The key where it lies, if it was not missed before, its parent is known and it has no values outside; null
-  // says nothing.
+  // The key where it lies, if it was not missed before, its parent is known and it has no values outside;
+  // null says nothing.
   const NodeView* lookAt(Moment& moment, const NodeRef& base, std::u16string_view path, std::uint64_t hash);
   CachedNode* find(std::uint64_t hash, std::uint64_t base, std::u16string_view path);
   CachedNode* findIn(std::size_t set, std::uint64_t hash, std::uint64_t base, std::u16string_view path);

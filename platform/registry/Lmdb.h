@@ -91,8 +91,8 @@ private:
   MDB_val m_data{};
 };
 
-// The same in a table that grows at its end most of the time: LMDB leaves each page half empty behind an entry
-// that comes in there, but for one that it is told to append.
+// The same in a table that grows at its end most of the time: LMDB leaves each page half empty behind an
+// entry that comes in there, but for one that it is told to append.
 inline void storeInOrder(MDB_txn* txn, MDB_dbi table, std::string_view key, std::string_view data) {
   unsigned append = MDB_APPEND;
   {
