@@ -13,7 +13,7 @@
 namespace service {
 
 // A peer may hold no more than stays free for the others: half of the room where nobody else holds any, a
-// third where one other does, and there is always something left for who comes next. Any thread.
+// third each where two grow alike, and there is always something left for who comes next. Any thread.
 class AnswerRoom {
 public:
   explicit AnswerRoom(std::size_t bytes) : m_free(bytes) {}

@@ -60,12 +60,14 @@ public:
 
   Code Check(Tree& tree, Node& node) override {
     deed.path = tree.PathOf(m_name.topic, m_name.par);
-    deed.property = UnicodeString();  // of a first try whose group was taken back
+    deed.property = UnicodeString();  // of a first try whose group was taken back, as is the next
+    deed.mayShow = false;
     if (!m_complete) return badTelegram;
     if (const Code code = tree.OpenParameter(node, deed.path); code != accepted) return code;
     deed.mayShow = !isScrambled(node);
     const Code code = CheckValue(node);
-    if (code != accepted) tree.Report(code, deed.path);
+    if (code == accepted) return tree.CheckType(node, deed.letter);
+    tree.Report(code, deed.path);
     return code;
   }
 
@@ -114,15 +116,16 @@ private:
   Code CheckAt(UnicodeString /*path*/, Node& /*node*/) override { return accepted; }
 };
 
-bool hasReadOnly(const UnicodeString& path) {
+// Whether a node may go, with all below it.
+Code checkDeletion(const UnicodeString& path) {
   Node node;
-  if (!node.Init(path, false, false)) return false;
-  if (node.Has(Spc::m_pREADONLY)) return true;
+  if (!node.Init(path, false, false)) return node.GetRetCode();
+  if (node.Has(Spc::m_pREADONLY)) return isReadOnly;
   UnicodeString name;
   while (node.GetNextSubNode(name)) {
-    if (hasReadOnly(path + u"\\" + name)) return true;
+    if (const Code code = checkDeletion(path + u"\\" + name); code != accepted) return code;
   }
-  return false;
+  return accepted;
 }
 
 // Request 5: the named node below the path, with all below it, unless one of them is read-only.
@@ -144,7 +147,7 @@ private:
     if (m_child.IsEmpty() || m_child.Find(u'\\') >= 0) return badTelegram;
     deed.path = path + u"\\" + m_child;
     if (!node.Init(std::move(path), false, false)) return node.GetRetCode();
-    return hasReadOnly(deed.path) ? isReadOnly : accepted;
+    return checkDeletion(deed.path);
   }
 
   UnicodeString m_child;
@@ -178,6 +181,7 @@ public:
 
 private:
   Code CheckAt(UnicodeString path, Node& node) override {
+    deed.mayShow = false;  // a first try may have found otherwise
     if (!node.Init(std::move(path), false, false)) {
       return node.GetRetCode() == nodeMissing && m_isReplicated ? parameterMissing : node.GetRetCode();
     }
@@ -227,7 +231,8 @@ private:
     if (deed.property.IsEmpty()) return badTelegram;
     if (!node.Init(std::move(path), false, false)) return node.GetRetCode();
     const bool isMark = isNamed(deed.property, Spc::m_pREADONLY);
-    return node.Has(Spc::m_pREADONLY) && !(isMark && byAdministrator) ? isReadOnly : accepted;
+    if (node.Has(Spc::m_pREADONLY) && !(isMark && byAdministrator)) return isReadOnly;
+    return node.Has(deed.property) ? accepted : node.GetRetCode();
   }
 };
 

@@ -21,8 +21,9 @@ Code ImportStages::Keep(ipc::SessionId session, Stage stage, const UnicodeString
   if (piece.View().size() > stage.size - stage.text.size()) return badTelegram;
   if (stage.size > m_room) return noRoom;
   stage.text += piece.View();
-  m_room -= stage.size;
+  const std::size_t size = stage.size;
   m_stages.insert_or_assign(session, std::move(stage));
+  m_room -= size;
   return accepted;
 }
 

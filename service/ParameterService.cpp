@@ -177,7 +177,8 @@ Code ParameterService::TakePiece(const ipc::Exchange& exchange, Request request,
   const std::int32_t size = request == Request::ImportFirstPiece ? fields.Number(telegram::key::size) : 0;
   const UnicodeString piece = fields.Text(telegram::key::data);
   if (!fields.IsComplete()) {
-    m_imports.Drop(exchange.session());
+    const auto earlier = m_imports.Drop(exchange.session());
+    if (earlier && request == Request::ImportFirstPiece) RecordReplaced(*earlier);
     return badTelegram;
   }
   switch (request) {
@@ -194,7 +195,7 @@ Code ParameterService::BeginImport(const ipc::Exchange& exchange, std::int32_t s
                                    const UnicodeString& piece) {
   std::optional<ImportStages::Dropped> earlier;
   const Code code = m_imports.Begin(exchange, size, piece, earlier);
-  if (earlier) RecordDropped(*earlier, "replaced by another one", cancelled);
+  if (earlier) RecordReplaced(*earlier);
   return code;
 }
 
@@ -225,6 +226,10 @@ void ParameterService::Refuse(const Shared& exchange, Request request, Code code
 void ParameterService::ended(ipc::SessionId session) {
   const auto dropped = m_imports.Drop(session);
   if (dropped) RecordDropped(*dropped, "dropped with its connection", connectionAborted);
+}
+
+void ParameterService::RecordReplaced(const ImportStages::Dropped& dropped) {
+  RecordDropped(dropped, "replaced by another one", cancelled);
 }
 
 void ParameterService::RecordDropped(const ImportStages::Dropped& dropped, const char* outcome, Code code) {

@@ -51,6 +51,7 @@ private:
   void Import(const Shared& exchange, telegram::Request request, Right right);
   Code TakePiece(const ipc::Exchange& exchange, telegram::Request request, std::u16string& text);
   Code BeginImport(const ipc::Exchange& exchange, std::int32_t size, const UnicodeString& piece);
+  void RecordReplaced(const ImportStages::Dropped& dropped);
   void RecordDropped(const ImportStages::Dropped& dropped, const char* outcome, Code code);
   void Change(Pending pending, Right right);
   void Refuse(const Shared& exchange, telegram::Request request, Code code);

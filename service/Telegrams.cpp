@@ -63,16 +63,17 @@ void Replies::Clear() {
   m_ends.clear();
 }
 
-// Whoever counts the memory has to know of it before it is there.
+// Whoever counts the memory has to know of it before it is there. Where there is no room for twice as much,
+// it takes the largest step that finds room, since each moves all that is there.
 template <class Value>
 Code Replies::Grow(std::vector<Value>& values, std::size_t count) {
   const std::size_t before = values.capacity();
   if (values.size() + count <= before) return accepted;
-  const std::size_t least = values.size() + count;
-  for (std::size_t after = std::max(least, 2 * before);; after = least) {
-    const Code code = m_share->Take((after - before) * sizeof(Value));
-    if (code == accepted) values.reserve(after);
-    if (code != noRoom || after == least) return code;
+  const std::size_t least = values.size() + count - before;
+  for (std::size_t more = std::max(least, before);; more = std::max(least, more / 2)) {
+    const Code code = m_share->Take(more * sizeof(Value));
+    if (code == accepted) values.reserve(before + more);
+    if (code != noRoom || more == least) return code;
   }
 }
 

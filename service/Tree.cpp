@@ -74,12 +74,15 @@ Code Tree::OpenParameter(Node& node, const UnicodeString& path) {
   return code;
 }
 
+Code Tree::CheckType(Node& node, std::uint16_t letter) {
+  std::uint32_t code = 0;
+  return IsValidDataType(node, nullptr, letter, code, 0) ? accepted : static_cast<Code>(code);
+}
+
 // Code 14, a notice that the override value is new, is no refusal.
 Code Tree::Write(Node& node, const client::WriteForm& form, UnicodeString& name) {
   std::uint32_t code = 0;
-  const bool done =
-      IsValidDataType(node, nullptr, form.letter, code, 0) && WriteValue(node, form, name, code);
-  return done ? accepted : static_cast<Code>(code);
+  return WriteValue(node, form, name, code) ? accepted : static_cast<Code>(code);
 }
 
 void Tree::Report(Code code, const UnicodeString& name) {

@@ -65,8 +65,12 @@ public:
   // refusal is traced.
   Code OpenParameter(Node& node, const UnicodeString& path);
 
-  // Writes the value of a parameter that applies to the names selected, as SetPar does, and delivers its
-  // name.
+  // Whether that letter is the parameter's type: 2 where it has none, 16 where it is another. A refusal is
+  // traced.
+  Code CheckType(Node& node, std::uint16_t letter);
+
+  // Writes the value of a parameter of that type, the one that applies to the names selected, as SetPar does,
+  // and delivers its name.
   Code Write(Node& node, const client::WriteForm& form, UnicodeString& name);
 
   // Traces a refusal as the library traces its own.

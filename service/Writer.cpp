@@ -120,8 +120,11 @@ std::optional<Code> Writer::KeepAll(std::span<Pending> group, Inner inner) {
   }
   if (!isChanged) return status;
   status = transaction.Commit();
+  if (status == accepted) return status;
   for (Pending& pending : group) {
-    if (pending.verdict == accepted) pending.verdict = status;
+    if (pending.verdict != accepted) continue;
+    pending.verdict = status;
+    pending.change->deed.outcome.clear();  // it did not come to be
   }
   return status;
 }

@@ -63,7 +63,7 @@ struct Change {
     get(source, key::size, said);
     const std::int32_t most = source.GetDataSize();
     data = std::make_unique<std::uint8_t[]>(static_cast<std::size_t>(most));
-    isWhole = get(source, key::binary, data.get(), most, size) ? size <= said : said <= 0;
+    isWhole = get(source, key::binary, data.get(), most, size) ? size <= std::max(said, 0) : said <= 0;
   }
 
   bool isWhole = false;

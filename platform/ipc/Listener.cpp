@@ -3,6 +3,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <new>
 #include <utility>
 
 #include "platform/ipc/Socket.h"
@@ -46,11 +47,19 @@ void Listener::accept() {
     if (!self->m_acceptor.is_open()) return;
     if (error) return self->pause(error);
     self->m_isPaused = false;
-    const Endpoint::Kind kind = self->m_bound.endpoint.kind;
-    if (kind != Endpoint::Kind::Unix) tuneTcp(socket.native_handle());
-    self->m_target.begin(std::move(worker), std::move(socket), kind);
-    self->accept();
+    try {
+      self->begin(std::move(worker), std::move(socket));
+      self->accept();
+    } catch (const std::bad_alloc&) {
+      self->pause(std::make_error_code(std::errc::not_enough_memory));
+    }
   });
+}
+
+void Listener::begin(std::shared_ptr<Worker> worker, IoSocket socket) {
+  const Endpoint::Kind kind = m_bound.endpoint.kind;
+  if (kind != Endpoint::Kind::Unix) tuneTcp(socket.native_handle());
+  m_target.begin(std::move(worker), std::move(socket), kind);
 }
 
 void Listener::pause(const std::error_code& reason) {

@@ -67,6 +67,7 @@ private:
   using Timer = asio::basic_waitable_timer<std::chrono::steady_clock,
                                            asio::wait_traits<std::chrono::steady_clock>, IoExecutor>;
 
+  void begin(std::shared_ptr<Worker> worker, IoSocket socket);
   void pause(const std::error_code& reason);
 
   const std::shared_ptr<Worker> m_worker;

@@ -224,8 +224,8 @@ void Session::discard() {
 }
 
 void Session::fail(const char* what) {
+  close();  // first: the report may fail as well
   reportRefusal(*m_state, m_peer.address, what);
-  close();
 }
 
 void Session::drain() {
@@ -241,8 +241,18 @@ void Session::close() {
   m_next = nullptr;
   std::error_code ignored;
   m_transport.socket().close(ignored);
-  for (Service* service : m_used) service->ended(m_id);
+  for (Service* service : m_used) tellEnd(*service);
   m_state->census.remove(m_id);
+}
+
+void Session::tellEnd(Service& service) {
+  try {
+    service.ended(m_id);
+  } catch (const std::exception& problem) {
+    _DbgSetLine(u"platform\\ipc", __LINE__, u'E');
+    _DbgOut(u"The end of a connection of %s was not taken: %s", UnicodeString(m_peer.address.c_str()),
+            UnicodeString(problem.what()));
+  }
 }
 
 void Session::arm(std::chrono::milliseconds limit) {
@@ -259,10 +269,16 @@ void Session::disarm() {
 }
 
 void Session::timeUp() {
-  if (m_phase == Phase::Greeting) reportRefusal(*m_state, m_peer.address, "no greeting in time");
-  if (m_phase == Phase::Reading) reportRefusal(*m_state, m_peer.address, "a frame took too long to come");
-  if (m_phase == Phase::Answering) reportRefusal(*m_state, m_peer.address, "an answer was not taken in time");
-  close();
+  switch (m_phase) {
+    case Phase::Greeting:
+      return fail("no greeting in time");
+    case Phase::Reading:
+      return fail("a frame took too long to come");
+    case Phase::Answering:
+      return fail("an answer was not taken in time");
+    default:
+      return close();
+  }
 }
 
 }  // namespace ipc

@@ -175,6 +175,17 @@ TEST_F(PiecesTest, OfANewTextTakeThePlaceOfAnOldOne) {
   EXPECT_EQ(audit[0]["characters"].Text(), "11");
 }
 
+TEST_F(PiecesTest, OfANewTextThatIsNoneTakeTheOldOneWithThem) {
+  EXPECT_EQ(First(m_text, m_text.size()), 0);
+  const std::uint8_t none[1] = {};
+  EXPECT_FALSE(m_raw.Request(static_cast<std::int32_t>(Request::ImportFirstPiece), 0, none, sizeof none));
+  EXPECT_EQ(End(), 87);
+  const auto audit = Audit();
+  ASSERT_EQ(audit.size(), 3U);
+  EXPECT_EQ(audit[0]["code"].Text(), "1223");
+  EXPECT_EQ(audit[1]["code"].Text(), "87");
+}
+
 TEST_F(PiecesTest, BelongToTheirConnectionAndGoWithIt) {
   EXPECT_EQ(First(m_text, m_text.size()), 0);
   IpcClient other(10000, 10000, nullptr, nullptr);
