@@ -173,6 +173,13 @@ TEST_F(Values, AnOverrideThatCannotApplyIsTold) {
   EXPECT_EQ(Out({"get", "Pump", "Par"}), "5\n");
 }
 
+TEST_F(Values, PlainTextStaysPlainWhereAScrambledOneIsRefused) {
+  Out({"create", "Access", "Password", "--type", "S", "--value", "plain"});
+  EXPECT_TRUE(exitsWith(1, Run({"set", "Access", "Password", "--stdin", "--encrypt"},
+                               std::string(std::size_t{9} << 20U, 'x'))));  // 18 MiB as it is stored
+  EXPECT_EQ(Out({"get", "Access", "Password"}), "plain\n");
+}
+
 TEST_F(Values, ScrambledTextStaysScrambled) {
   Out({"create", "Access", "Password", "--type", "S", "--value", "geheim-1", "--encrypt"});
   EXPECT_EQ(Out({"get", "Access", "Password"}), "geheim-1\n");

@@ -116,15 +116,16 @@ Written setValue(Context& context, const ParameterName& name, const SetArguments
   Written written = parsedValue(declared, arguments);
   context.Log().Clear();
   prepareSet(context, name, arguments, written);
-  std::optional<RegistryTransaction> together;  // nobody reads the text as a plain one meanwhile
-  if (written.expandable) together.emplace();
+  // Nobody reads the text as a plain one meanwhile, and none that stays is taken for a scrambled one.
+  std::optional<RegistryTransaction> together;
+  if (written.expandable || written.scrambled) together.emplace();
   if (arguments.super) {
     writeSuperValue(context, name, written);
   } else {
     writeValue(context, name, written);
   }
   if (!together) return written;
-  makeExpandable(context, name, written);
+  if (written.expandable) makeExpandable(context, name, written);
   if (const LSTATUS status = together->Commit(); status != 0) context.RefuseParameter("set", name, status);
   return written;
 }
