@@ -141,7 +141,9 @@ const NodeView* NodeCache::lookAt(Moment& moment, const NodeRef& base, std::u16s
   const auto record = fetch(moment.txn, moment.tables->nodes, place.bytes());
   if (!record) return nullptr;
   m_passing.decode(*record);
-  return m_passing.header().outside == 0 && isNamed(m_passing, place, leaf) ? &m_passing : nullptr;
+  if (m_passing.header().outside != 0 || !isNamed(m_passing, place, leaf)) return nullptr;
+  noteMiss(hash);
+  return &m_passing;
 }
 
 CachedNode* NodeCache::reopen(Moment& moment, std::uint64_t serial, std::uint64_t id) {
@@ -175,13 +177,15 @@ CachedNode* NodeCache::findIn(std::size_t set, std::uint64_t hash, std::uint64_t
   return nullptr;
 }
 
-bool NodeCache::wasMissed(std::uint64_t hash) {
-  MissedSet& set = m_missed[(hash >> 16) % m_missed.size()];
-  const auto part = static_cast<std::uint32_t>(hash >> 32);
-  if (std::ranges::find(set, part) != set.end()) return true;
+bool NodeCache::wasMissed(std::uint64_t hash) const {
+  const MissedSet& set = m_missed[missedSet(hash)];
+  return std::ranges::find(set, missedPart(hash)) != set.end();
+}
+
+void NodeCache::noteMiss(std::uint64_t hash) {
+  MissedSet& set = m_missed[missedSet(hash)];
   std::shift_right(set.begin(), set.end(), 1);
-  set.front() = part;
-  return false;
+  set.front() = missedPart(hash);
 }
 
 std::uint64_t NodeCache::newSerial(std::size_t place) {
@@ -189,7 +193,9 @@ std::uint64_t NodeCache::newSerial(std::size_t place) {
 }
 
 CachedNode& NodeCache::victim(std::uint64_t hash) {
-  const std::size_t set = wasMissed(hash) ? keptSet(hash) : passingSet(hash);
+  const bool isKept = wasMissed(hash);
+  if (!isKept) noteMiss(hash);
+  const std::size_t set = isKept ? keptSet(hash) : passingSet(hash);
   std::size_t oldest = set;
   for (std::size_t way = set; way < set + ways; ++way) {
     if (m_nodes[way] == nullptr) {

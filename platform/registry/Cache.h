@@ -184,8 +184,11 @@ private:
   const NodeView* lookAt(Moment& moment, const NodeRef& base, std::u16string_view path, std::uint64_t hash);
   CachedNode* find(std::uint64_t hash, std::uint64_t base, std::u16string_view path);
   CachedNode* findIn(std::size_t set, std::uint64_t hash, std::uint64_t base, std::u16string_view path);
-  // Whether it was missed not long ago; from now on it was.
-  bool wasMissed(std::uint64_t hash);
+  // Whether it was missed not long ago.
+  bool wasMissed(std::uint64_t hash) const;
+  void noteMiss(std::uint64_t hash);
+  static std::size_t missedSet(std::uint64_t hash) { return (hash >> 16) % (remembered / ways); }
+  static std::uint32_t missedPart(std::uint64_t hash) { return static_cast<std::uint32_t>(hash >> 32); }
   CachedNode& victim(std::uint64_t hash);
   std::uint64_t newSerial(std::size_t place);
   bool isCurrent(Moment& moment, CachedNode& node);
