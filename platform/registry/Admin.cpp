@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
+#include <optional>
 
 #include "platform/registry/RegistryStore.h"
 #include "platform/registry/StoreFiles.h"
@@ -43,11 +44,12 @@ void fill(const Store& store, StoreInfo& info) {
 }
 
 // Keeps every other process out of a store for as long as it lives: the lock that each of them shares
-// while it has the store open.
+// while it has the store open. None of ours may have it open: it would lose its own with this.
 class SoleUse {
 public:
   explicit SoleUse(const std::string& directory)
       : m_fd(::open((directory + lockFileName).c_str(), O_RDWR | O_CREAT | O_CLOEXEC, fileMode)) {
+    if (m_fd < 0 && errno == EROFS) return;  // nobody can write there
     if (m_fd < 0) check(errno);
     struct flock lock {};
     lock.l_type = F_WRLCK;
@@ -57,12 +59,32 @@ public:
     ::close(m_fd);
     throw Failure(ERROR_ACCESS_DENIED, errno);
   }
-  ~SoleUse() { ::close(m_fd); }
+  ~SoleUse() {
+    if (m_fd >= 0) ::close(m_fd);
+  }
   SoleUse(const SoleUse&) = delete;
   SoleUse& operator=(const SoleUse&) = delete;
 
 private:
   int m_fd;
+};
+
+// A file that is removed again unless all goes well.
+class NewFile {
+public:
+  explicit NewFile(std::string name) : m_name(std::move(name)) {}
+  ~NewFile() {
+    if (!m_kept) (void)::unlink(m_name.c_str());
+  }
+  NewFile(const NewFile&) = delete;
+  NewFile& operator=(const NewFile&) = delete;
+
+  const char* name() const { return m_name.c_str(); }
+  void keep() { m_kept = true; }
+
+private:
+  std::string m_name;
+  bool m_kept = false;
 };
 
 void sync(const std::string& path, int flags) {
@@ -95,16 +117,16 @@ auto about(const std::string& directory, Body&& body) {
 // copy.
 void copyTo(const Store& store, const std::string& directory) {
   const int result = mdb_env_copy2(store.env(), directory.c_str(), MDB_CP_COMPACT);
-  const std::string file = directory + dataFileName;
-  std::error_code ignored;
-  if (result != 0) fs::remove(file, ignored);
+  if (result == EEXIST) throw Failure(ERROR_ACCESS_DENIED, result);  // another copy was quicker
+  NewFile file(directory + dataFileName);
   if (result < 0) check(result);
   about(directory, [&] {
     check(result);
-    (void)::chmod(file.c_str(), fileMode);
-    sync(file, O_RDONLY);
+    (void)::chmod(file.name(), fileMode);
+    sync(file.name(), O_RDONLY);
     sync(directory, O_RDONLY | O_DIRECTORY);
   });
+  file.keep();
 }
 
 bool isMadeEmpty(const std::string& directory) {
@@ -121,17 +143,28 @@ LSTATUS checkCopy(const std::string& directory) {
   return state;
 }
 
+// Takes locks while no thread of this process opens a store, and refuses where one has this one open. They
+// may not wait for anything: who opens a store waits for them with that held.
+template <class TakeLocks>
+void useAlone(const std::string& directory, TakeLocks&& takeLocks) {
+  const auto held = holdStores();
+  if (isOpenHere(directory)) throw Failure(ERROR_ACCESS_DENIED);
+  takeLocks();
+}
+
 void replaceDataFile(const std::string& source, const std::string& directory) {
   const std::string current = directory + dataFileName;
-  const std::string incoming = current + ".restoring";
+  NewFile incoming(current + ".restoring");
   std::error_code error;
-  fs::copy_file(source + dataFileName, incoming, fs::copy_options::overwrite_existing, error);
+  fs::copy_file(source + dataFileName, incoming.name(), fs::copy_options::overwrite_existing, error);
   if (error) throw Failure(toRegistryNumber(error.value()), error.value());
-  (void)::chmod(incoming.c_str(), fileMode);
-  sync(incoming, O_RDONLY);
+  (void)::chmod(incoming.name(), fileMode);
+  sync(incoming.name(), O_RDONLY);
   // There is a data file at every moment: without one, the next access would make an empty store.
   if (hasDataFile(directory)) keepAs(current, directory + keptName);
-  if (::rename(incoming.c_str(), current.c_str()) != 0) check(errno);
+  if (::rename(incoming.name(), current.c_str()) != 0) check(errno);
+  incoming.keep();
+  openToGroup(directory);
   sync(directory, O_RDONLY | O_DIRECTORY);
 }
 
@@ -170,13 +203,19 @@ LSTATUS restoreStore(const std::string& copyDirectory, const std::string& storeD
   return guarded([&] {
     const LSTATUS state = about(copyDirectory, [&] { return checkCopy(copyDirectory); });
     if (state != ERROR_SUCCESS) return state;
-    return about(storeDirectory, [&] {
+    std::optional<SoleUse> source;
+    about(copyDirectory, [&] { useAlone(copyDirectory, [&] { source.emplace(copyDirectory); }); });
+    about(storeDirectory, [&] {
       makeDirectory(storeDirectory);
-      if (isOpenHere(storeDirectory)) return ERROR_ACCESS_DENIED;
-      const SoleUse alone(storeDirectory);
+      std::optional<Doorway> doorway;
+      std::optional<SoleUse> target;
+      useAlone(storeDirectory, [&] {
+        doorway.emplace(storeDirectory, Doorway::Use::Replacing);
+        target.emplace(storeDirectory);
+      });
       replaceDataFile(copyDirectory, storeDirectory);
-      return ERROR_SUCCESS;
     });
+    return ERROR_SUCCESS;
   });
 }
 

@@ -16,6 +16,8 @@ bool concernsTheStore(const Failure& failure) {
     case ERROR_DISK_FULL:
     case ERROR_REGISTRY_CORRUPT:
     case ERROR_REGISTRY_IO_FAILED:
+    case ERROR_NOT_REGISTRY_FILE:
+    case ERROR_REVISION_MISMATCH:
     case ERROR_NO_SYSTEM_RESOURCES:
       return !failure.isReported();
     default:

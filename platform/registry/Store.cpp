@@ -125,6 +125,7 @@ std::shared_ptr<Store> Store::open(const std::string& directory) {
   registerForkHandlers();
   support::reserveStandardStreams();
   makeDirectory(directory);
+  const Doorway doorway(directory, Doorway::Use::Opening);
   if (!hasDataFile(directory)) createStore(directory);
   const std::string file = directory + dataFileName;
   const FileIdentity identity = identify(file);
@@ -331,8 +332,11 @@ LSTATUS verifyDirectory(const std::string& directory, std::string& finding) {
   return result;
 }
 
+std::unique_lock<std::mutex> holdStores() {
+  return std::unique_lock(g_storesMutex);
+}
+
 bool isOpenHere(const std::string& directory) {
-  const std::lock_guard lock(g_storesMutex);
   if (!hasDataFile(directory)) return false;
   const auto known = openStores().find(identify(directory + dataFileName));
   return known != openStores().end() && !known->second.expired();

@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
+#include <mutex>
 #include <string>
 
 #include "platform/registry/Lmdb.h"
@@ -73,7 +74,9 @@ std::shared_ptr<Store> currentStore();
 void release(std::shared_ptr<Store> store);
 // Checks the store in a directory, whether or not it is the one in use.
 LSTATUS verifyDirectory(const std::string& directory, std::string& finding);
-// True where this process has the directory's store open.
+// As long as it is held, no thread of this process opens or closes a store.
+std::unique_lock<std::mutex> holdStores();
+// True where this process has the directory's store open. With the stores held.
 bool isOpenHere(const std::string& directory);
 // Counts up with each useStore: handles of an earlier count are closed.
 inline std::atomic<std::uint64_t> g_storeGeneration{1};

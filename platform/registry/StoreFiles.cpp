@@ -145,6 +145,26 @@ bool isFull(const std::string& directory) {
   return ::statvfs(directory.c_str(), &info) == 0 && info.f_bavail * info.f_frsize < leastRoom;
 }
 
+// Where there is no such lock, the store can be opened all the same.
+Doorway::Doorway(const std::string& directory, Use use)
+    : m_fd(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
+  const bool isAlone = use == Use::Replacing;
+  if (m_fd < 0 && isAlone) check(errno);
+  if (m_fd < 0) return;
+  int result = 0;
+  do {
+    result = ::flock(m_fd, isAlone ? LOCK_EX | LOCK_NB : LOCK_SH);
+  } while (result != 0 && errno == EINTR);
+  if (result == 0 || !isAlone) return;
+  const int cause = errno;
+  ::close(m_fd);
+  throw Failure(ERROR_ACCESS_DENIED, cause);
+}
+
+Doorway::~Doorway() {
+  if (m_fd >= 0) ::close(m_fd);
+}
+
 Lengthening::Lengthening(const std::string& file, std::uint64_t needed)
     : m_fd(::open(file.c_str(), O_RDWR | O_CLOEXEC)), m_needed(needed) {
   if (m_fd < 0) {  // a store that we may only read

@@ -37,6 +37,22 @@ std::uint64_t fileSize(const std::string& file);
 // True where the store in the directory has no room to grow: by its file system or by the process's limit.
 bool isFull(const std::string& directory);
 
+// What whoever opens the store goes through, and nobody while another file takes its place. LMDB's own lock
+// is not enough for that: who waits for it goes on with what the lock file says of the file before.
+class Doorway {
+public:
+  enum class Use { Opening, Replacing };
+  // To open, it waits. To replace, it throws Failure with ERROR_ACCESS_DENIED where somebody opens the store
+  // just now.
+  Doorway(const std::string& directory, Use use);
+  ~Doorway();
+  Doorway(const Doorway&) = delete;
+  Doorway& operator=(const Doorway&) = delete;
+
+private:
+  int m_fd;
+};
+
 // Gives a file the length it needs, and at the end takes that back unless told to keep it: a file that is
 // refused stays as it is, to be refused the next time too. Of all processes one at a time gets past the
 // constructor, so none takes a lengthened file for a whole one.

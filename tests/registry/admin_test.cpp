@@ -1,4 +1,6 @@
 // Care for the store as a whole: its place, copies, restoring.
+#include <sys/file.h>
+
 #include <atomic>
 #include <fstream>
 
@@ -145,21 +147,30 @@ TEST_F(RegistryAdmin, RestoringPutsACopyBackAndKeepsTheOldFile) {
   EXPECT_EQ(read(), "old");
 }
 
-TEST_F(RegistryAdmin, ProcessesThatUseTheStoreKeepItFromBeingRestored) {
+TEST_F(RegistryAdmin, ProcessesThatUseAStoreKeepItFromBeingRestoredOrTakenForACopy) {
   const std::string copy = copyOfOld();
   useAnother();
-  const Pipe ready;
-  const Pipe stop;
-  const pid_t user = startChild([&] {
-    m_store.use();
-    ready.give(getValue(HKEY_USERS, u"v").data == "new" ? 'r' : 'f');
-    stop.take();
-    return getValue(HKEY_USERS, u"v").data == "new" ? 0 : 1;
-  });
-  ASSERT_EQ(ready.take(), 'r');
+  for (const std::string& used : {m_store.directory(), copy}) {
+    const Pipe ready;
+    const Pipe stop;
+    const pid_t user = startChild([&] {
+      registry::useStore(used);
+      const std::string before = getValue(HKEY_USERS, u"v").data;
+      ready.give(before == "new" || before == "old" ? 'r' : 'f');
+      stop.take();
+      return getValue(HKEY_USERS, u"v").data == before ? 0 : 1;
+    });
+    ASSERT_EQ(ready.take(), 'r');
+    EXPECT_EQ(registry::restoreStore(copy, m_store.directory()), ERROR_ACCESS_DENIED) << used;
+    stop.give();
+    EXPECT_EQ(ending(user), "exit 0");
+  }
+  // Who opens a store holds its directory like this, before the store's own lock.
+  const int opening = ::open(m_store.directory().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  EXPECT_EQ(::flock(opening, LOCK_SH | LOCK_NB), 0);
   EXPECT_EQ(registry::restoreStore(copy, m_store.directory()), ERROR_ACCESS_DENIED);
-  stop.give();
-  EXPECT_EQ(ending(user), "exit 0");
+  ::close(opening);
+  EXPECT_FALSE(fs::exists(m_store.file() + ".restoring"));
   EXPECT_EQ(registry::restoreStore(copy, m_store.directory()), 0);
   m_store.use();
   EXPECT_EQ(read(), "old");
