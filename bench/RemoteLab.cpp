@@ -97,10 +97,22 @@ const std::string& RemoteLab::echo(Place place) {
 }
 
 const std::string& RemoteLab::redis(Place place) {
-  Running& running = start("redis" + nameOf(place));
+  return startRedis("redis" + nameOf(place), place, {});
+}
+
+const std::string& RemoteLab::durableRedis() {
+  return startRedis(
+      "redis-durable", Place::Apart,
+      {"--dir", m_lab.makeDirectory("redis"), "--appendonly", "yes", "--appendfsync", "always"});
+}
+
+const std::string& RemoteLab::startRedis(const std::string& name, Place place,
+                                         const std::vector<std::string>& more) {
+  Running& running = start(name);
   if (!running.server) {
-    const std::vector<std::string> command{"redis-server", "--port",       "0",           "--save", "",
-                                           "--unixsocket", running.socket, "--daemonize", "no"};
+    std::vector<std::string> command{"redis-server", "--port",       "0",           "--save", "",
+                                     "--unixsocket", running.socket, "--daemonize", "no"};
+    command.insert(command.end(), more.begin(), more.end());
     running.server = std::make_unique<Server>(command, running.socket, processorOf(place));
   }
   return running.socket;

@@ -72,29 +72,41 @@ struct FreeContext {
   void operator()(redisContext* context) const { ::redisFree(context); }
 };
 
+class RedisConnection {
+public:
+  explicit RedisConnection(const std::string& socket) : m_context(::redisConnectUnix(socket.c_str())) {
+    if (!m_context || m_context->err != 0) throw std::runtime_error("no connection to redis");
+  }
+  // The reply, where it is of that type, until the next one; else null.
+  template <class... Words>
+  const redisReply* ask(int type, const char* format, Words... words) {
+    m_reply.reset(static_cast<redisReply*>(::redisCommand(m_context.get(), format, words...)));
+    return m_reply && m_reply->type == type ? m_reply.get() : nullptr;
+  }
+  bool set(const Access& access, const std::string& text) {
+    return ask(REDIS_REPLY_STATUS, "SET %s %s", access.key, text.c_str()) != nullptr;
+  }
+
+private:
+  std::unique_ptr<redisContext, FreeContext> m_context;
+  std::unique_ptr<redisReply, FreeReply> m_reply;
+};
+
 class RedisReader {
 public:
-  RedisReader(const std::string& socket, const std::vector<Access>& order)
-      : m_context(::redisConnectUnix(socket.c_str())) {
-    if (!m_context || m_context->err != 0) throw std::runtime_error("no connection to redis");
-    for (const Access& access : order) ask("SET %s %s", access.key, textOf(access.value).c_str());
+  RedisReader(const std::string& socket, const std::vector<Access>& order) : m_redis(socket) {
+    for (const Access& access : order) m_redis.set(access, textOf(access.value));
   }
   bool read(const Access& access) {
-    ask("GET %s", access.key);
-    if (!m_reply || m_reply->type != REDIS_REPLY_STRING) return false;
-    m_value.assign(m_reply->str, m_reply->len);
+    const redisReply* const reply = m_redis.ask(REDIS_REPLY_STRING, "GET %s", access.key);
+    if (reply == nullptr) return false;
+    m_value.assign(reply->str, reply->len);
     return true;
   }
   bool holds(std::uint32_t value) const { return m_value == textOf(value); }
 
 private:
-  template <class... Words>
-  void ask(const char* format, Words... words) {
-    m_reply.reset(static_cast<redisReply*>(::redisCommand(m_context.get(), format, words...)));
-  }
-
-  std::unique_ptr<redisContext, FreeContext> m_context;
-  std::unique_ptr<redisReply, FreeReply> m_reply;
+  RedisConnection m_redis;
   std::string m_value;
 };
 
@@ -140,6 +152,9 @@ void addReads(RemoteLab& lab, const std::string& arrangement, Place place) {
 // One of several who write at once, each over a connection of its own.
 class Writer {
 public:
+  static constexpr const char* name = "sps";
+  static std::string endpointOf(RemoteLab& lab) { return lab.endpoint(); }
+
   explicit Writer(const std::string& endpoint) {
     m_spc.Init();
     if (!m_spc.ConnectSpService(wide(endpoint).c_str(), false)) throw std::runtime_error("no connection");
@@ -154,10 +169,24 @@ private:
   std::uint32_t m_count = 0;
 };
 
+class RedisWriter {
+public:
+  static constexpr const char* name = "redis";
+  static std::string endpointOf(RemoteLab& lab) { return lab.durableRedis(); }
+
+  explicit RedisWriter(const std::string& socket) : m_redis(socket) {}
+  bool write(const Access& access) { return m_redis.set(access, textOf(++m_count)); }
+
+private:
+  RedisConnection m_redis;
+  std::uint32_t m_count = 0;
+};
+
 constexpr std::size_t writesEach = 32;
 
 // The time from when all are ready to when all are done, in seconds; nothing where a write failed.
-std::optional<double> writeAll(std::vector<std::unique_ptr<Writer>>& writers,
+template <class EachWriter>
+std::optional<double> writeAll(std::vector<std::unique_ptr<EachWriter>>& writers,
                                const std::vector<Access>& places) {
   std::atomic<bool> isRight{true};
   std::barrier together(static_cast<std::ptrdiff_t>(writers.size() + 1));
@@ -180,14 +209,16 @@ std::optional<double> writeAll(std::vector<std::unique_ptr<Writer>>& writers,
 }
 
 // The time of one write is that of all, divided: what a writer waits is as many times more as there are.
+template <class EachWriter>
 void addWrites(RemoteLab& lab, const std::string& shape, std::uint32_t size, std::size_t count) {
-  addRow("sps/remote-set/" + shape + "/" + std::to_string(count),
+  addRow(EachWriter::name + ("/remote-set/" + shape) + "/" + std::to_string(count),
          [&lab, size, count](benchmark::State& state, const std::string&) {
            stayOn(clientProcessor);
            lab.useService(size, Place::Apart);
            const std::vector<Access>& places = lab.local().writeOrder(size);
-           std::vector<std::unique_ptr<Writer>> writers;
-           while (writers.size() < count) writers.push_back(std::make_unique<Writer>(lab.endpoint()));
+           const std::string endpoint = EachWriter::endpointOf(lab);
+           std::vector<std::unique_ptr<EachWriter>> writers;
+           while (writers.size() < count) writers.push_back(std::make_unique<EachWriter>(endpoint));
            for ([[maybe_unused]] auto iteration : state) {
              const std::optional<double> time = writeAll(writers, places);
              if (!time) return state.SkipWithError("a write failed");
@@ -250,8 +281,11 @@ void addLongRows(RemoteLab& lab) {
 
 void registerRemote(RemoteLab& lab) {
   for (const auto& [name, place] : arrangements) addReads(lab, name, place);
-  for (const std::size_t count : {1U, 8U, 64U}) addWrites(lab, "1k", thousand, count);
-  for (const std::size_t count : {1U, 64U}) addWrites(lab, "100k", hundredThousand, count);
+  for (const std::size_t count : {1U, 8U, 64U}) {
+    addWrites<Writer>(lab, "1k", thousand, count);
+    addWrites<RedisWriter>(lab, "1k", thousand, count);
+  }
+  for (const std::size_t count : {1U, 64U}) addWrites<Writer>(lab, "100k", hundredThousand, count);
   addLongRows(lab);
 }
 

@@ -28,6 +28,7 @@ public:
   // Their Unix sockets.
   const std::string& echo(Place place);
   const std::string& redis(Place place);
+  const std::string& durableRedis();  // that syncs what was written before it answers, apart
 
 private:
   struct Running {
@@ -36,6 +37,7 @@ private:
     std::unique_ptr<Server> server;
   };
   Running& start(const std::string& name);
+  const std::string& startRedis(const std::string& name, Place place, const std::vector<std::string>& more);
   const std::string& certificates();
 
   Lab m_lab;
