@@ -68,7 +68,6 @@ public:
   }
   bool first() { return move(MDB_FIRST); }
   bool next() { return move(MDB_NEXT); }
-  bool last() { return move(MDB_LAST); }
   void erase() { check(mdb_cursor_del(m_cursor.get(), 0)); }
 
   std::string_view key() const { return fromVal(m_key); }
@@ -90,24 +89,5 @@ private:
   MDB_val m_key{};
   MDB_val m_data{};
 };
-
-// The same in a table that grows at its end most of the time: LMDB leaves each page half empty behind an
-// entry that comes in there, but for one that it is told to append.
-inline void storeInOrder(MDB_txn* txn, MDB_dbi table, std::string_view key, std::string_view data) {
-  unsigned append = MDB_APPEND;
-  {
-    Cursor cursor(txn, table);
-    if (cursor.last() && cursor.key() >= key) {
-      if (cursor.key() == key && cursor.data().size() < data.size()) {
-        cursor.erase();
-      } else {
-        append = 0;
-      }
-    }
-  }
-  MDB_val keyVal = toVal(key);
-  MDB_val dataVal = toVal(data);
-  check(mdb_put(txn, table, &keyVal, &dataVal, append));
-}
 
 }  // namespace registry

@@ -154,7 +154,7 @@ NodeRecord Tree::edit(const NodeRef& node) const {
 
 void Tree::save(const NodeRef& node, NodeRecord& record) {
   touch(record);
-  storeInOrder(m_txn, m_tables.nodes, node.place.bytes(), record.encode());
+  store(m_txn, m_tables.nodes, node.place.bytes(), record.encode());
 }
 
 Tree::Created Tree::create(const NodeRef& base, std::u16string_view path, bool isVolatile) {
