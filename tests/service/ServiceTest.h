@@ -51,6 +51,8 @@ protected:
                           const UnicodeString& workstation = {});
 
   std::vector<Json> Audit() const;
+  // The same where the daemon was killed, also while it wrote: such a line is cut off and left out.
+  std::vector<Json> AuditBesides(std::size_t& cutOff) const;
 
   const Arguments m_arguments;
   TempDirectory m_directory;

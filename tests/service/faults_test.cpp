@@ -205,10 +205,12 @@ TEST_F(FaultsTest, KillsLoseNoAcknowledgedWriteAndRepeatNone) {
   }
   // The trail has each that was acknowledged, and nothing twice.
   std::map<std::string, int> applied;
-  for (const Json& entry : Audit()) {
+  std::size_t cutOff = 0;
+  for (const Json& entry : AuditBesides(cutOff)) {
     const std::string path = entry["path"].Text();
     ++applied[path.substr(path.rfind('\\') + 1) + ' ' + entry["value"].Text()];
   }
+  EXPECT_LE(cutOff, static_cast<std::size_t>(kills));
   RecordProperty("kills", kills);
   RecordProperty("acknowledged", static_cast<int>(acknowledged.size()));
   for (const auto& [write, count] : applied) EXPECT_EQ(count, 1) << write;
