@@ -33,7 +33,7 @@ public:
   void close();
   // Closes at once where no exchange is open, else behind its answer.
   void drain();
-  // Ends the connection, since an answer could not be given; what says why, for the log.
+  // Ends the connection at once; what says why, for the log.
   void fail(const char* what);
 
   // On any thread.

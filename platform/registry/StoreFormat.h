@@ -25,8 +25,7 @@ inline constexpr unsigned tableCount = 8;  // room for more than there are
 
 inline constexpr std::uint32_t formatVersion = 3;
 
-// Whether an entry beside the keys is a table's. No key's is: they begin with an id, most significant byte
-// first.
+// Whether an entry beside the keys is a table's. No key's is: they begin with an id, and that with a set bit.
 bool isTable(std::string_view key);
 
 // The hives are children of the key 0, which has no record.
