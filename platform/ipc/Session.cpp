@@ -245,7 +245,7 @@ void Session::close() {
   m_state->census.remove(m_id);
 }
 
-void Session::tellEnd(Service& service) {
+void Session::tellEnd(Service& service) const {
   try {
     service.ended(m_id);
   } catch (const std::exception& problem) {

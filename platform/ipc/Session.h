@@ -77,7 +77,7 @@ private:
   void arm(std::chrono::milliseconds limit);
   void disarm();
   void timeUp();
-  void tellEnd(Service& service);
+  void tellEnd(Service& service) const;
 
   // Going out: SessionOutput.cpp.
   void append(FrameKind kind, std::uint32_t requestId, std::int32_t code, bool last,
