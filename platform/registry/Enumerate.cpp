@@ -1,5 +1,6 @@
 #include "platform/registry/Enumerate.h"
 
+#include <optional>
 #include <string>
 
 #include "platform/registry/Fold.h"
@@ -38,46 +39,47 @@ private:
   bool m_found = false;
 };
 
-// A key's values from both places, merged by name.
+// A key's values from both places, merged by name. Most keys have none outside, and none are looked for then.
 class Values {
 public:
   Values(const Moment& moment, const NodeView& node, std::string_view start, bool beyond)
-      : m_inside(node.begin()),
-        m_end(node.end()),
-        m_outside(moment.txn, moment.tables->values, node.header().id) {
+      : m_inside(node.begin()), m_end(node.end()) {
     while (m_inside != m_end && ((*m_inside).folded < start || (beyond && (*m_inside).folded == start))) {
       ++m_inside;
     }
-    m_outside.seek(start, beyond);
+    if (node.header().outside == 0) return;
+    m_outside.emplace(moment.txn, moment.tables->values, node.header().id);
+    m_outside->seek(start, beyond);
   }
 
-  bool atEnd() const { return m_inside == m_end && m_outside.atEnd(); }
+  bool atEnd() const { return m_inside == m_end && isOutsideAtEnd(); }
   void next() {
     if (isInside()) {
       ++m_inside;
     } else {
-      m_outside.next();
+      m_outside->next();
     }
   }
-  std::string_view storedName() const { return isInside() ? (*m_inside).folded : m_outside.name(); }
+  std::string_view storedName() const { return isInside() ? (*m_inside).folded : m_outside->name(); }
   NamedValue value() const {
     if (isInside()) {
       const InlineValue value = *m_inside;
       return {value.type, value.name, value.data};
     }
-    const OutsideValue value = OutsideValue::decode(m_outside.data());
+    const OutsideValue value = OutsideValue::decode(m_outside->data());
     return {value.type, value.name, value.data};
   }
 
 private:
+  bool isOutsideAtEnd() const { return !m_outside || m_outside->atEnd(); }
   bool isInside() const {
     if (m_inside == m_end) return false;
-    return m_outside.atEnd() || (*m_inside).folded < m_outside.name();
+    return isOutsideAtEnd() || (*m_inside).folded < m_outside->name();
   }
 
   NodeView::Iterator m_inside;
   NodeView::Iterator m_end;
-  Entries m_outside;
+  std::optional<Entries> m_outside;
 };
 
 }  // namespace

@@ -1,5 +1,6 @@
 #include "platform/support/Utf.h"
 
+#include <algorithm>
 #include <cstdint>
 
 namespace support {
@@ -77,10 +78,12 @@ Sequence readSequence(std::string_view text) {
 
 }  // namespace
 
+// Most texts are ASCII, which is taken over in one go; the rest follows character by character.
+
 std::string toUtf8(std::u16string_view text) {
-  std::string out;
-  out.reserve(text.size());
-  for (std::size_t at = 0; at < text.size(); ++at) {
+  const auto* const ascii = std::ranges::find_if(text, [](char16_t unit) { return unit >= 0x80; });
+  std::string out(text.begin(), ascii);
+  for (std::size_t at = out.size(); at < text.size(); ++at) {
     char32_t code = text[at];
     if (isHighSurrogate(code) && at + 1 < text.size() && isLowSurrogate(text[at + 1])) {
       code = 0x10000 + ((code - 0xD800) << 10) + (text[++at] - 0xDC00U);
@@ -91,8 +94,10 @@ std::string toUtf8(std::u16string_view text) {
 }
 
 std::u16string toUtf16(std::string_view text) {
-  std::u16string out;
-  out.reserve(text.size());
+  const auto* const ascii =
+      std::ranges::find_if(text, [](char c) { return static_cast<std::uint8_t>(c) >= 0x80; });
+  std::u16string out(text.begin(), ascii);
+  text.remove_prefix(out.size());
   while (!text.empty()) {
     const Sequence sequence = readSequence(text);
     appendUtf16(out, sequence.code);
