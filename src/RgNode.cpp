@@ -131,9 +131,12 @@ bool RgNode::InitAt(std::u16string_view path, const char16_t* name, bool create,
     m_volatile = isVolatile;
     if (!CreateNode(name)) return InitFailed(u" Creating node %s failed", path, __LINE__);
   } else if (!OpenNode(name)) {
+    view.reset();  // a trace can take long, and the store keeps what is looked at
     return InitFailed(u" Open node for %s failed", path, __LINE__);
   }
-  return GetNodeInfo() || InitFailed(u" GetNodeInfo  for %s failed", path, __LINE__);
+  if (GetNodeInfo()) return true;
+  view.reset();
+  return InitFailed(u" GetNodeInfo  for %s failed", path, __LINE__);
 }
 
 UnicodeString RgNode::GetNodeName() const {

@@ -116,7 +116,8 @@ public:
   bool GetNextSubNode(UnicodeString& name);
   bool GoFirstVal();
   // The data length goes in as the buffer's bytes and comes out as the value's. Of a value of type 0, a
-  // flag, the first byte of the buffer is set to 1 besides. Ends as GetNextSubNode does.
+  // flag, the first byte of the buffer is set to 1 besides. Ends as GetNextSubNode does; where the buffer is
+  // too small (234), name, type and length are delivered all the same.
   bool GetNextVal(UnicodeString& name, std::uint32_t& type, std::uint8_t* data, std::uint32_t& length);
 
 protected:

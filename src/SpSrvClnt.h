@@ -29,7 +29,8 @@ enum class Request : std::int32_t;
 // Nothing is retried, and a connection that was lost stays lost.
 //
 // Threads may share an object: its lock makes a request and all its replies one unit. Copying, assignment
-// and the simple accessors take no lock, and neither do they wait for one.
+// and the simple accessors take no lock, and neither do they wait for one: while an object is copied,
+// assigned, assigned to or in Init, no other thread may use it.
 class SPS_API SpSrvClnt : public CriticalSection, private IpcClient {
 public:
   // Opens nothing.
@@ -46,7 +47,8 @@ public:
   // trace of why; the object then is of no use but for another Init.
   bool Init(const char16_t* server);
 
-  // Whether the server that was reached is this machine. A server opened by host name is not taken for it.
+  // Whether the server that was reached is this machine. A server opened by a host name other than
+  // localhost is not taken for it.
   bool IsSrvLocal() const;
   // Who Init found this process to be; empty before.
   UnicodeString GetCurApplication() const { return m_curApplication; }

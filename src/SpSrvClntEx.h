@@ -72,8 +72,8 @@ public:
 
   // Passes on a change that the source telegram tells of: who changed which property to what goes out as it
   // says, with the path and the name of who passes it on. A field that the source lacks is empty or 0. A null
-  // source fails with 87, and so does one that has overflowed, or whose value is missing or longer than its
-  // "size" says. The source is the caller's alone until the return.
+  // source fails with 87, and so does one that has overflowed, whose value is longer than its "size" says, or
+  // missing though there is a size. The source is the caller's alone until the return.
   bool ReplicateSpSrvPar(const UnicodeString& path, const DfsBin* source, const UnicodeString& replicator,
                          std::uint32_t* err);
 

@@ -57,9 +57,9 @@ struct SpcParS {
 //   12 no value                         16 the parameter has another type
 //   13 unknown type in a list           19 neither local access nor a connection
 //   87 a null pointer for the value
-// Every failure is traced once, by the operation that met it; a key that cannot be opened leaves a back trace
-// of its node besides. noErrMsg is a code that a read shall not trace; 240 silences all of them. Neither
-// reaches the node's.
+// Every failure is traced once, by the operation that met it, but for those of ExportReg and ImportReg and a
+// reply without its value; a key that cannot be opened leaves a back trace of its node besides. noErrMsg is a
+// code that a read shall not trace; 240 silences all of them. Neither reaches the node's.
 //
 // Each operation sees the store as of the last commit, whoever made it: nothing stale is ever shown.
 // Two objects or processes meet in the store only. One object belongs to one thread at a time; the
@@ -172,7 +172,8 @@ public:
   bool ImportReg(const UnicodeString& text, std::uint32_t* err = nullptr);
   // Passes on a change that another system made to one of its parameters: the source tells of it by the
   // fields topic, par, msid, user, app, ws, propname, type, size and binary. The parameter is that of this
-  // object's process space. A null source, or one without the whole value, fails with 87.
+  // object's process space. A null source fails with 87, and so does one whose value is longer than its size
+  // says, or missing though there is a size.
   bool ReplicatePar(const DfsBin* source, const UnicodeString& replicator, std::uint32_t* err = nullptr);
 
   // "@value" of the local tree alone: no master, type, override, flag or code. With create, a key that is

@@ -217,7 +217,7 @@ bool Spc::ReadPar(const char16_t* topic, const char16_t* par, ReadForm& form, st
   if (m_localAccess && ReadPlain(topic, par, form)) return true;
 
   // One look at the store serves all steps of a local read, which makes them a good deal cheaper. It ends
-  // before anything that may take long.
+  // before anything that may take long, but for the trace of a failure.
   std::optional<RegistryView> view;
   if (m_localAccess) view.emplace(RegistryView::Extent::Key);
   RgNode node;
