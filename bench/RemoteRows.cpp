@@ -153,7 +153,10 @@ void addReads(RemoteLab& lab, const std::string& arrangement, Place place) {
 class Writer {
 public:
   static constexpr const char* name = "sps";
-  static std::string endpointOf(RemoteLab& lab) { return lab.endpoint(); }
+  static std::string endpointOf(RemoteLab& lab, std::uint32_t size) {
+    lab.useService(size, Place::Apart);
+    return lab.endpoint();
+  }
 
   explicit Writer(const std::string& endpoint) {
     m_spc.Init();
@@ -172,7 +175,7 @@ private:
 class RedisWriter {
 public:
   static constexpr const char* name = "redis";
-  static std::string endpointOf(RemoteLab& lab) { return lab.durableRedis(); }
+  static std::string endpointOf(RemoteLab& lab, std::uint32_t /*size*/) { return lab.durableRedis(); }
 
   explicit RedisWriter(const std::string& socket) : m_redis(socket) {}
   bool write(const Access& access) { return m_redis.set(access, textOf(++m_count)); }
@@ -214,9 +217,8 @@ void addWrites(RemoteLab& lab, const std::string& shape, std::uint32_t size, std
   addRow(EachWriter::name + ("/remote-set/" + shape) + "/" + std::to_string(count),
          [&lab, size, count](benchmark::State& state, const std::string&) {
            stayOn(clientProcessor);
-           lab.useService(size, Place::Apart);
            const std::vector<Access>& places = lab.local().writeOrder(size);
-           const std::string endpoint = EachWriter::endpointOf(lab);
+           const std::string endpoint = EachWriter::endpointOf(lab, size);
            std::vector<std::unique_ptr<EachWriter>> writers;
            while (writers.size() < count) writers.push_back(std::make_unique<EachWriter>(endpoint));
            for ([[maybe_unused]] auto iteration : state) {

@@ -11,7 +11,6 @@ std::uint64_t hash64(const void* data, std::size_t size, std::uint64_t seed = 0)
 struct Hash128 {
   std::uint64_t low = 0;
   std::uint64_t high = 0;
-  bool operator==(const Hash128&) const = default;
 };
 Hash128 hash128(std::string_view bytes, std::uint64_t seed = 0);
 // The check sum of a stored record.
